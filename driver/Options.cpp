@@ -1,0 +1,179 @@
+#include "driver/Options.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "driver/RunConfig.h"
+#include "driver/TestLib.h"
+#include "lib/FixedText.h"
+
+namespace
+{
+constexpr char USAGE[] =
+    "Usage: hostmetrics [OPTION...] [INTERVAL [X [COUNT]]]\n"
+    "Samples this host in two passes, INTERVAL seconds apart (default 1); with COUNT 1 in one pass.\n"
+    "X is ignored. Figures go to standard output, pass markers to standard error.\n"
+    "\n"
+    "  --home DIR           work in DIR, the folder agent/bin of a runtime tree (default: the current "
+    "folder)\n"
+    "  --host-root DIR      observe the host whose root is mounted at DIR\n"
+    "  --print LIST         what a pass prints, separated by commas: %s (default: proc)\n"
+    "  --set NAME=VALUE     set an integer of the run configuration, such as g_nCpuUsedInWIO=1\n"
+    "  --help               show this text\n"
+    "  --version            show the version\n";
+
+bool fComplain(const char* format, ...) __attribute__((format(printf, 1, 2)));
+bool fComplain(const char* format, ...)
+{
+    char text[512];
+    va_list values;
+    va_start(values, format);
+    vsnprintf(text, sizeof(text), format, values);
+    va_end(values);
+    fprintf(stderr, "hostmetrics: %s\n", text);
+    return false;
+}
+
+bool fTakeSetting(const char* text, ST_OPTIONS& options)
+{
+    const char* equals = strchr(text, '=');
+    char* end = nullptr;
+    errno = 0;
+    const long value = equals == nullptr ? 0 : strtol(equals + 1, &end, 10);
+    if (equals == nullptr || equals == text || end == equals + 1 || *end != '\0' || errno != 0)
+        return fComplain("--set takes NAME=VALUE with a decimal whole number, not '%s'", text);
+    options.l_stSettings.emplace_back(std::string(text, equals), value);
+    return true;
+}
+
+bool fTakeText(std::string& to, const char* option, const char* text)
+{
+    to = text;
+    return !to.empty() || fComplain("%s takes a value that is not empty", option);
+}
+
+struct ST_OPTION
+{
+    const char* l_strName;
+    bool (*l_fnTake)(const char* value, ST_OPTIONS& options);
+};
+
+const ST_OPTION OPTIONS[] = {
+    {"--home", [](const char* value, ST_OPTIONS& o) { return fTakeText(o.l_strHome, "--home", value); }},
+    {"--host-root",
+     [](const char* value, ST_OPTIONS& o) { return fTakeText(o.l_strHostRoot, "--host-root", value); }},
+    {"--print", [](const char* value, ST_OPTIONS& o) { return fTakeText(o.l_strPrint, "--print", value); }},
+    {"--set", fTakeSetting},
+};
+
+const ST_OPTION* fFindOption(std::string_view name)
+{
+    for (const ST_OPTION& option : OPTIONS)
+        if (name == option.l_strName) return &option;
+    return nullptr;
+}
+
+bool fIsOption(const char* argument)
+{
+    return argument[0] == '-' && argument[1] != '\0' && strchr("0123456789", argument[1]) == nullptr;
+}
+
+// Takes one option with its value; at moves behind it.
+bool fTakeOption(int argc, const char* const* argv, int& at, ST_OPTIONS& options)
+{
+    const std::string_view argument = argv[at++];
+    const size_t equals = argument.find('=');
+    const std::string name(argument.substr(0, equals));
+    const ST_OPTION* option = fFindOption(name);
+    if (name == "--help" || name == "--version") return fComplain("%s takes no value", name.c_str());
+    if (option == nullptr)
+        return fComplain("unknown option '%s'; accepted are --home DIR, --host-root DIR, --print LIST, "
+                         "--set NAME=VALUE, --help, --version",
+                         name.c_str());
+    if (equals != std::string_view::npos) return option->l_fnTake(argument.data() + equals + 1, options);
+    if (at >= argc) return fComplain("%s takes a value", name.c_str());
+    return option->l_fnTake(argv[at++], options);
+}
+
+void fTakePositional(int argc, const char* const* argv, int first, ST_OPTIONS& options)
+{
+    if (first < argc) options.l_nInterval = static_cast<int>(strtol(argv[first], nullptr, 10));
+    if (first + 2 < argc) options.l_nPassCount = static_cast<int>(strtol(argv[first + 2], nullptr, 10));
+}
+
+bool fApplySetting(const std::string& name, long value)
+{
+    switch (fgSetRunConfig(name.c_str(), value)) {
+    case RUN_CONFIG_STORED:
+        return true;
+    case RUN_CONFIG_OUT_OF_RANGE:
+        return fComplain("--set %s: %ld is out of range (a list's count is 0 to %d, others are 32-bit)",
+                         name.c_str(), value, FILESYSTEM_ROWS);
+    default:
+        return fComplain(
+            "--set knows no integer '%s'; accepted are the integers of the run configuration, such as "
+            "g_nCpuStrType",
+            name.c_str());
+    }
+}
+
+// Makes the host root absolute, since the working folder may change after it.
+bool fApplyHostRoot(const std::string& root)
+{
+    struct stat status = {};
+    char* path = realpath(root.c_str(), nullptr);
+    const bool usable = path != nullptr && stat(path, &status) == 0 && S_ISDIR(status.st_mode) &&
+                        strlen(path) < sizeof(g_strHostRoot);
+    if (usable && strcmp(path, "/") != 0) {
+        fgCopyText(g_strHostRoot, path);
+        setenv("HOSTMETRICS_HOST_ROOT", path, 1); // the scripts of the runtime tree observe the same host
+    }
+    free(path);
+    return usable || fComplain("--host-root takes an existing folder with a path below %zu bytes, not '%s'",
+                               sizeof(g_strHostRoot), root.c_str());
+}
+} // namespace
+
+OPTIONS_RESULT fgReadOptions(int argc, const char* const* argv, ST_OPTIONS& options)
+{
+    int at = 1;
+    while (at < argc && fIsOption(argv[at])) {
+        const std::string_view argument = argv[at];
+        if (argument == "--") {
+            at++;
+            break;
+        }
+        if (argument == "--help") {
+            printf(USAGE, fgPrintNames().c_str());
+            return OPTIONS_DONE;
+        }
+        if (argument == "--version") {
+            printf("hostmetrics %s\n", HOSTMETRICS_VERSION);
+            return OPTIONS_DONE;
+        }
+        if (!fTakeOption(argc, argv, at, options)) return OPTIONS_BAD;
+    }
+    fTakePositional(argc, argv, at, options);
+    return OPTIONS_RUN;
+}
+
+bool fgApplyOptions(const ST_OPTIONS& options)
+{
+    for (const auto& [name, value] : options.l_stSettings)
+        if (!fApplySetting(name, value)) return false;
+    if (!options.l_strPrint.empty() && !fgSelectPrints(options.l_strPrint.c_str()))
+        return fComplain("--print takes names separated by commas out of %s, not '%s'",
+                         fgPrintNames().c_str(), options.l_strPrint.c_str());
+    if (!options.l_strHostRoot.empty() && !fApplyHostRoot(options.l_strHostRoot)) return false;
+    if (!options.l_strHome.empty() && chdir(options.l_strHome.c_str()) != 0)
+        return fComplain("--home takes a folder to work in, not '%s': %s", options.l_strHome.c_str(),
+                         strerror(errno));
+    return true;
+}

@@ -1,0 +1,182 @@
+#include "lib/NStringLib.h"
+
+#include <climits>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "driver/RunConfig.h"
+#include "lib/Owners.h"
+#include "lib/Trace.h"
+
+namespace
+{
+using TOKENS = std::vector<std::string>;
+
+TOKENS fSplit(char* (*split)(char*, const char*, char**), std::string text, const char* delimiters)
+{
+    TOKENS tokens;
+    char* cursor = nullptr;
+    char* token = split(text.data(), delimiters, &cursor);
+    for (; token != nullptr; token = split(nullptr, delimiters, &cursor))
+        tokens.emplace_back(token);
+    EXPECT_EQ(split(nullptr, delimiters, &cursor), nullptr);
+    return tokens;
+}
+
+// Converts into a dirty buffer, so that every byte that must be cleared shows, and gives its 128 bytes
+// without their zeros at the end.
+std::string fToText(unsigned char type, const void* value, int length)
+{
+    std::string text(VALUE_TEXT_SIZE, '#');
+    char* buffer = text.data();
+    EXPECT_EQ(NValueVtoA(value, &buffer, type, length), text.data());
+    return text.substr(0, text.find_last_not_of('\0') + 1);
+}
+
+// The first bytes of the block made from a text.
+std::string fFromText(unsigned char type, const char* text, int length, size_t bytes)
+{
+    void* block = malloc(3);
+    const COwnedText value(static_cast<char*>(NValueAtoV(text, &block, type, length)));
+    EXPECT_EQ(block, value.get());
+    return {value.get(), bytes};
+}
+
+// A number as text, from an odd address, and the number that a text becomes.
+template <class T> void fCheckNumber(unsigned char type, T value, const char* text, const char* otherText)
+{
+    alignas(T) char bytes[sizeof(T) + 1];
+    memcpy(bytes + 1, &value, sizeof(T));
+    EXPECT_EQ(fToText(type, bytes + 1, 0), text);
+    const std::string number(bytes + 1, sizeof(T));
+    EXPECT_EQ(fFromText(type, text, 0, sizeof(T)), number) << text;
+    EXPECT_EQ(fFromText(type, otherText, 0, sizeof(T)), number) << otherText;
+    EXPECT_EQ(fFromText(type, "none", 0, sizeof(T)), std::string(sizeof(T), '\0')) << int{type};
+}
+} // namespace
+
+TEST(NStringLib, DecimalIntegersAreTold)
+{
+    for (const char* text : {"7", "-", "+", "+12", "007"})
+        EXPECT_EQ(Nisdigit(text), 1) << text;
+    for (const char* text : {"", "1-2", "--1", "1 ", " 1", "1.5", "/", ":"})
+        EXPECT_EQ(Nisdigit(text), 0) << text;
+    EXPECT_EQ(Nisdigit(nullptr), 0);
+}
+
+TEST(NStringLib, TextsAreSplitIntoTokens)
+{
+    const std::tuple<const char*, decltype(&Nstrtok), const char*, const char*, TOKENS> rows[] = {
+        {"empty first and last token", Nstrtok, ",a,,b,", ",", {"", "a", "b", ""}},
+        {"empty text", Nstrtok, "", ",", {""}},
+        {"any of the set, mixed runs", Nstrtok, "a \t b\tc", " \t", {"a", "b", "c"}},
+        {"repeated separators, one at the end", Nstrstrtok, "a::::b::", "::", {"a", "", "b", ""}},
+        {"the first match wins", Nstrstrtok, "a:::b", "::", {"a", ":b"}},
+        {"empty separator", Nstrstrtok, "a", "", {"a"}},
+    };
+    for (const auto& [why, split, text, delimiters, tokens] : rows)
+        EXPECT_EQ(fSplit(split, text, delimiters), tokens) << why;
+    char text[] = "x--y";
+    char* cursor = nullptr;
+    Nstrstrtok(text, "--", &cursor);
+    EXPECT_EQ(memcmp(text, "x\0\0y", 5), 0) << "the whole separator is overwritten";
+}
+
+TEST(NStringLib, IdentifiersCompareAsNumbers)
+{
+    const std::tuple<const char*, const char*, const char*, int> rows[] = {
+        {"not as text", "1.10", "1.9", 1},
+        {"cut at 15 characters", "1.3.6.1.4.1.1.2", "1.3.6.1.4.1.1.23", 0},
+        {"at 15, not before", "1.3.6.1.4.1.123", "1.3.6.1.4.1.124", -1},
+        {"parts cut at 9 digits", "1.1234567891", "1.1234567899", 0},
+        {"far too long", "1.3.6.1.4.1.1.2.3.4.5.6.7.8.9.10.11.12", "9", -1},
+        {"not there", nullptr, "1", -1},
+    };
+    for (const auto& [why, left, right, expected] : rows) {
+        EXPECT_EQ(NOidCmp(left, right), expected) << why;
+        EXPECT_EQ(NOidCmp(right, left), -expected) << why;
+    }
+}
+
+TEST(NStringLib, NumbersBecomeTextAndBackByType)
+{
+    fCheckNumber<signed char>(VALUE_INT8, -128, "-128", "384"); // the low byte
+    fCheckNumber<int>(VALUE_INT32, INT_MIN, "-2147483648", " -2147483648x");
+    fCheckNumber<unsigned>(VALUE_GAUGE, UINT_MAX, "4294967295", "-1");
+    fCheckNumber<unsigned>(VALUE_TICKS, 4000000001U, "4000000001", "+4000000001");
+    fCheckNumber<long long>(VALUE_INT64, LLONG_MIN, "-9223372036854775808", "-9999999999999999999");
+    fCheckNumber<float>(VALUE_FLOAT, -150.0F, "-150.000000", "-1.5e2");
+    EXPECT_EQ(fToText(0x33, "number", 7), "") << "unknown code";
+}
+
+TEST(NStringLib, BytesBecomeTextAndBack)
+{
+    const std::string bytes(200, 'b');
+    for (const unsigned char type : {VALUE_OCTETS, VALUE_OID, VALUE_ADDRESS, VALUE_OPAQUE, VALUE_BYTES}) {
+        EXPECT_EQ(fToText(type, bytes.data(), 127), bytes.substr(0, 127)) << int{type};
+        EXPECT_EQ(fFromText(type, "abcdef", 3, 4), std::string("abc\0", 4)) << int{type};
+    }
+    EXPECT_EQ(fToText(VALUE_OCTETS, nullptr, 0), "");
+    EXPECT_EQ(fFromText(VALUE_BYTES, "ab", 5, 6), std::string("ab\0\0\0\0", 6));
+    EXPECT_EQ(fFromText(VALUE_NULL, "ignored", 0, 128), std::string(128, '\0'));
+
+    for (char* text : {strdup("old"), static_cast<char*>(nullptr)}) {
+        const COwnedText owner(NValueVtoA(bytes.data(), &text, VALUE_OCTETS, 128));
+        EXPECT_EQ(owner.get(), text);
+        EXPECT_EQ(bytes.substr(0, 128), text);
+    }
+    char* own = strdup(bytes.c_str()); // the value lies in the buffer that is replaced
+    const COwnedText owner(NValueVtoA(own, &own, VALUE_OCTETS, 200));
+    EXPECT_EQ(bytes, own);
+}
+
+TEST(NStringLib, UnusableValuesChangeNothingAndUnknownCodesFreeTheBlock)
+{
+    const std::string dirty(VALUE_TEXT_SIZE, '#');
+    std::string text = dirty;
+    char* buffer = text.data();
+    char* none = nullptr;
+    const int value = 7;
+    EXPECT_EQ(NValueVtoA(&value, &buffer, VALUE_INT32, -1), nullptr);
+    EXPECT_EQ(NValueVtoA(nullptr, &buffer, VALUE_INT32, 4), nullptr);
+    EXPECT_EQ(NValueVtoA(nullptr, &buffer, VALUE_OCTETS, 200), nullptr);
+    EXPECT_EQ(NValueVtoA(&value, &none, VALUE_INT32, 4), nullptr);
+    void* block = buffer;
+    EXPECT_EQ(NValueAtoV("1", &block, VALUE_INT32, -1), nullptr);
+    EXPECT_EQ(NValueAtoV("", &block, VALUE_INT32, 4), nullptr);
+    EXPECT_EQ(block, buffer);
+    EXPECT_EQ(text, dirty);
+    block = malloc(4);
+    EXPECT_EQ(NValueAtoV("1", &block, 0x33, 4), nullptr);
+    EXPECT_EQ(block, nullptr);
+}
+
+TEST(NStringLib, BreadcrumbsTellTheLastStep)
+{
+    EXPECT_EQ(fToText(VALUE_OCTETS, "7", 1), "7");
+    EXPECT_EQ(fgLastTrace(), 10718);
+    char* text = nullptr;
+    NValueVtoA(nullptr, &text, VALUE_INT32, -1);
+    EXPECT_EQ(std::string(g_strDebugDetail).find("(DEBUG NO : 10701)[NStringLib.cpp:NValueVtoA:"), 0U)
+        << g_strDebugDetail;
+    fgTrace(2, std::string(2000, 'f').c_str(), "g", 3);
+    EXPECT_EQ(strlen(g_strDebugDetail), DEBUG_DETAIL_SIZE - 1);
+    fgTrace(4, "a/b/c.cpp", "g", 3);
+    std::string whole = "(DEBUG NO : 4)[c.cpp:g:3]\n"; // the old text is cleared
+    whole.resize(DEBUG_DETAIL_SIZE);
+    EXPECT_EQ(std::string(g_strDebugDetail, DEBUG_DETAIL_SIZE), whole);
+}
+
+TEST(NStringLib, QuotedWordsAreCutAtABlank)
+{
+    char whole[] = "desc: \"abc\"";
+    char cut[] = "desc: \"abc def\"";
+    char unquoted[] = "no quote";
+    EXPECT_STREQ(NCutQmark(whole), "abc\"");
+    EXPECT_STREQ(NCutQmark(cut), "abc");
+    EXPECT_STREQ(NCutQmark(unquoted), "no quote");
+}

@@ -1,0 +1,292 @@
+#include "lib/OmniLog.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <regex>
+#include <set>
+#include <sys/stat.h>
+#include <thread>
+
+#include "driver/RunConfig.h"
+#include "lib/FixedText.h"
+#include "tests/TestSupport.h"
+
+namespace fs = std::filesystem;
+
+namespace
+{
+std::string fWithoutTime(const std::string& text)
+{
+    return std::regex_replace(text, std::regex("(^|\n)\\[[0-2][0-9][0-5][0-9][0-6][0-9]\\]"), "$1");
+}
+
+using FILES = std::map<std::string, std::string>;
+
+// Works in agent/bin of a throw-away tree, with the log files in logs/ and a launcher that only notes how
+// many words it was given, and which.
+class CLogTest : public testing::Test
+{
+protected:
+    CLogTest()
+    {
+        fs::create_directory("logs");
+        m_stTree.fReplaceScript("utils/ETC/ShCmd", "#!/bin/sh\necho \"$# $*\" >>launched\n");
+        fPrepare(m_stLog);
+        char day[LOG_TIME_SIZE];
+        m_stLog.fGetThreadDayTime(0, day, 1);
+        m_strDay = day;
+    }
+    static void fPrepare(COmniLog& log)
+    {
+        log.fSetLogPath("logs/");
+        log.m_nCompressChk = 1;
+        fgCopyText(log.m_strCompressPath, "/bin/packer");
+    }
+    // The log files by what follows the day in their name, without the times in the lines.
+    static FILES fFiles()
+    {
+        FILES files;
+        for (const fs::directory_entry& entry : fs::directory_iterator("logs"))
+            files[entry.path().filename().string().substr(8)] = fWithoutTime(fgReadFile(entry.path()));
+        return files;
+    }
+    static bool fLaunches(const std::string& file)
+    {
+        return fgAwait([&] {
+            return fgReadFile("launched").find("3 60 /bin/packer " + file + "\n") != std::string::npos;
+        });
+    }
+    int fWrite(const char* text) { return m_stLog.fWrite(LOG_ERROR, "m.cpp", text); }
+
+    CTestTree m_stTree;
+    COmniLog m_stLog{2, "T", 2};
+    std::string m_strDay;
+};
+
+TEST_F(CLogTest, LineForms)
+{
+    const CTestSetting<int> echo(g_nPrint, 1);
+    std::string all;
+    testing::internal::CaptureStderr();
+    for (const auto& [mode, level, line, text] : {std::tuple(1, 1, 0, "[DEBUG][m.cpp]text\n"),
+                                                  {1, 1, -7, "[DEBUG][m.cpp][-7]text\n"},
+                                                  {2, 2, 0, "[INFO][m.cpp]text\n"},
+                                                  {2, 3, 42, "[INFO][m.cpp][42]text\n"},
+                                                  {3, 1, 8, ""},
+                                                  {1, 4, 0, ""}})
+    {
+        m_stLog.fSetLogMode(mode);
+        all += text; // a hidden line counts as written all the same
+        EXPECT_EQ(1, line == 0 ? m_stLog.fWrite(level, "m.cpp", "text")
+                               : m_stLog.fWrite(level, line, "m.cpp", "text"));
+    }
+    EXPECT_EQ((FILES{{"_T.log", all}}), fFiles());
+    EXPECT_EQ(all, fWithoutTime(testing::internal::GetCapturedStderr()));
+}
+
+TEST_F(CLogTest, FileIsCreatedAndCreatedAnew)
+{
+    const mode_t mask = umask(0);
+    EXPECT_EQ(1, fWrite("one"));
+    umask(mask);
+    struct stat state;
+    ASSERT_EQ(0, fstat(m_stLog.m_nFileFd, &state));
+    EXPECT_EQ(mode_t(0644), state.st_mode & 07777);
+    EXPECT_EQ(FD_CLOEXEC, fcntl(m_stLog.m_nFileFd, F_GETFD));
+    EXPECT_EQ(O_APPEND | O_RDWR, fcntl(m_stLog.m_nFileFd, F_GETFL) & (O_APPEND | O_ACCMODE));
+    fs::remove(m_stLog.m_pstrLogFile);
+    EXPECT_EQ(0, fWrite("lost"));
+    EXPECT_EQ(1, fWrite("three"));
+    EXPECT_EQ((FILES{{"_T.log", "[INFO][m.cpp]three\n"}}), fFiles());
+}
+
+TEST_F(CLogTest, SizeRotationDropsTheLineAndCompressesUnasked)
+{
+    const std::string full(1024, 'x');
+    m_stLog.fSetLogSize(1, 2);
+    for (const int written : {1, 0, 1})
+        EXPECT_EQ(written, fWrite(full.c_str()));
+    m_stLog.fSetLogSize(7, 3); // no such unit: limit 0, and even an empty file is full
+    for (int lost = 0; lost < 2; ++lost)
+        EXPECT_EQ(0, fWrite("lost"));
+    const std::string line = "[INFO][m.cpp]" + full + "\n";
+    EXPECT_EQ((FILES{{"_T.log", line}, {"_T_1.log", line}, {"_T_2.log", ""}, {"_T_3.log", ""}}), fFiles());
+    for (const char* name : {"_T.log", "_T_1.log", "_T_2.log"})
+        EXPECT_TRUE(fLaunches("logs/" + m_strDay + name));
+}
+
+TEST_F(CLogTest, DayChangeCompressesWhenAskedAndBeginsAnew)
+{
+    m_stLog.fSetLogCompress(1);
+    fWrite("one");
+    fs::rename(m_stLog.m_pstrLogFile, "logs/20000101_T_3.log");
+    fgCopyText(m_stLog.m_strCurrentDate, "20000101");
+    memcpy(strrchr(m_stLog.m_pstrLogFile, '/') + 1, "20000101", 8);
+    m_stLog.m_nLogCnt = 3;
+    EXPECT_EQ(1, fWrite("two"));
+    EXPECT_EQ((FILES{{"_T.log", "[INFO][m.cpp]two\n"}}), fFiles()); // the old one went with the change
+    EXPECT_EQ(0, m_stLog.m_nLogCnt);
+    EXPECT_TRUE(fLaunches("logs/20000101_T.log"));
+}
+
+TEST_F(CLogTest, AnyPathReachesTheCompressorAsOneWord)
+{
+    for (const char* path : {"a b/", "$(touch x)/", "a;b'c/", "a\n/"}) {
+        m_stLog.fSetLogPath(path);
+        m_stLog.fLogNameChange(1);
+        EXPECT_EQ(0, m_stLog.fLogCompress());
+        EXPECT_TRUE(fLaunches(path + m_strDay + "_T.log")) << path;
+    }
+    EXPECT_EQ(-1, m_stLog.fGetRecentLogFile("1;touch x"));
+    EXPECT_FALSE(fs::exists("x"));
+}
+
+TEST_F(CLogTest, FailedOpenIsReportedOnceAndFollowsNoLink)
+{
+    const int flags = fcntl(0, F_GETFD);
+    fgWriteFile("other", "kept");
+    const std::string name = "logs/" + m_strDay + "_T.log";
+    fs::create_symlink("../other", name);
+    testing::internal::CaptureStderr();
+    for (int lost = 0; lost < 2; ++lost)
+        EXPECT_EQ(0, fWrite("lost"));
+    EXPECT_EQ(name + " log file open failed : Too many levels of symbolic links\n",
+              testing::internal::GetCapturedStderr());
+    EXPECT_EQ("kept", fgReadFile("other"));
+    EXPECT_EQ(flags < 0 ? -1 : FD_CLOEXEC, fcntl(0, F_GETFD)); // of standard input, where there is one
+    fcntl(0, F_SETFD, flags);
+}
+
+TEST_F(CLogTest, OldFiles)
+{
+    const std::set<std::string> kept = {"20050518_X.log.gz", "20050517_X.log.bz2", "20050517_X.logs",
+                                        "200505.log",        "20050101_D.log",     "readme_first.log"};
+    for (const std::string& name : kept)
+        fgWriteFile("logs/" + name + (name == "20050101_D.log" ? "/sub" : ""), "");
+    for (const char* old : {"20050517_X.log", "20050517_X.log.gz", "20050517_X.log.Z", "20050517_X.log.xy"})
+        fgWriteFile(std::string("logs/") + old, "");
+    fgWriteFile("logs/2005051.log", "");                            // .log stands where .log.gz has it
+    fs::create_symlink("20050518_X.log.gz", "logs/20050101_L.log"); // does not take what it leads to along
+    tm noon{0, 0, 12, 20, 4, 105, 0, 0, -1, 0, nullptr};            // 20 May 2005
+    const int now = static_cast<int>(mktime(&noon));
+    for (const auto& [prefix, days, removed] :
+         {std::tuple("logs/", INT_MAX, 0), // before 1970: nothing is that old
+          {"logs", 2, 0},                  // nothing in the folder is named so
+          {"logs/", 2, 6}})
+    {
+        m_stLog.fSetLogPath(prefix);
+        m_stLog.fSetValidDay(days);
+        EXPECT_EQ(removed, m_stLog.fOldLogFileCheck(now));
+    }
+    std::set<std::string> left;
+    for (const fs::directory_entry& entry : fs::directory_iterator("logs"))
+        left.insert(entry.path().filename());
+    EXPECT_EQ(kept, left);
+}
+
+TEST_F(CLogTest, AgentLogResumes)
+{
+    const std::string& day = m_strDay;
+    m_stTree.fReplaceScript("utils/INSTALL/recentlogfile.sh",
+                            "#!/bin/sh\necho \"$*\" >>asked\nmv answer ../aproc/shell/recentlogfile.dat\n");
+    for (const auto& [name, answer, file] :
+         {std::tuple("AGENT", day + "_AGENT_3.log\nnext\n", day + "_AGENT_3.log"),
+          {"myagent", day + "_q.log", day + "_q.log"}, // no newline: nothing is cut
+          {"NAME_OF_15_CHARAGENT", day + "_r.log\n", day + "_r.log"},
+          {"AGENT", day, day}, // nothing to cut, and it holds the date
+          {"AGENT", "20000101_AGENT.log\n", day + "_AGENT.log"},
+          {"AGENT", "../" + day + ".log\n", day + "_AGENT.log"},
+          {"AGENT", "", day + "_AGENT.log"},
+          {"T", day + "_s.log\n", day + "_T.log"}}) // does not ask
+    {
+        fgWriteFile("answer", answer);
+        fs::remove("asked");
+        COmniLog log(2, name, 2);
+        fPrepare(log);
+        EXPECT_EQ(1, log.fWrite(LOG_ERROR, "m.cpp", "text"));
+        EXPECT_EQ("logs/" + file, log.m_pstrLogFile) << answer;
+        log.fLogNameChange(0); // once the day has begun nothing is resumed
+        EXPECT_EQ(*name == 'T' ? "" : day + "\n", fgReadFile("asked"));
+    }
+}
+
+TEST_F(CLogTest, TimeTexts)
+{
+    tm local{5, 1, 9, 3, 4, 105, 0, 0, -1, 0, nullptr}; // 3 May 2005, 09:01:05
+    const int seconds = static_cast<int>(mktime(&local));
+    char out[LOG_TIME_SIZE] = "";
+    for (const auto read : {&COmniLog::fGetDayTime, &COmniLog::fGetThreadDayTime})
+        for (const auto& [form, text] :
+             {std::pair(3, "20050503-090105"), {1, "20050503"}, {2, "090105"}, {4, "090105"}})
+        {
+            EXPECT_EQ(seconds, (m_stLog.*read)(seconds, out, form));
+            EXPECT_STREQ(text, out);
+        }
+}
+
+// A log in thread mode whose thread does not run, so that the queue can be looked at.
+TEST_F(CLogTest, QueueHoldsAtMost501CutMessages)
+{
+    Queue<MessageQWriteLog*> queue;
+    m_stLog.m_pcQueue = &queue;
+    m_stLog.m_nThreadMode = 1;
+    EXPECT_EQ(0, m_stLog.fLogWrite(1, 77, std::string(100, 'm').c_str(), std::string(3000, 'x').c_str()));
+    for (int sent = 1; sent <= 501; ++sent)
+        EXPECT_EQ(0, m_stLog.fLogWrite(LOG_ERROR, "m.cpp", "short"));
+    EXPECT_EQ(501, m_stLog.fGetMessageQueue()->getCount());
+    for (const auto& [text, module, line] :
+         {std::tuple(std::string(2048, 'x'), std::string(63, 'm'), 77), {"short", "src", 0}})
+    {
+        const std::unique_ptr<MessageQWriteLog> message(queue.pop());
+        EXPECT_EQ(text, message->fGetCollectWriteData());
+        EXPECT_EQ(module, message->m_strFileName);
+        EXPECT_EQ(line, message->fGetCollectWriteLine());
+    }
+    while (queue.getCount() > 0)
+        delete queue.pop();
+    EXPECT_TRUE(fFiles().empty());
+}
+
+// Four callers write the same lines at once, and the log holds them all, each whole.
+void fExpectAllOfFour(COmniLog& log, const std::string& word, const std::function<FILES()>& files)
+{
+    std::vector<std::string> expected = {""}; // behind the last newline
+    std::vector<std::thread> callers;
+    for (int caller = 0; caller < 4; ++caller)
+        callers.emplace_back([&log] {
+            for (int line = 10; line < 30; ++line)
+                log.fLogWrite(LOG_DEBUG, line, "m.cpp", "text");
+        });
+    for (int line = 10; line < 30; ++line)
+        expected.insert(expected.end(), 4, "[" + word + "][m.cpp][" + std::to_string(line) + "]text");
+    for (std::thread& caller : callers)
+        caller.join();
+    EXPECT_TRUE(fgAwait([&] {
+        std::vector<std::string> lines = fgSplit(files()["_T.log"], "\n");
+        std::sort(lines.begin(), lines.end());
+        return lines == expected;
+    }));
+}
+
+TEST_F(CLogTest, ManyThreadsWrite)
+{
+    m_stLog.fSetLogMode(1);
+    EXPECT_EQ(1, m_stLog.fSetThreadChk(1));
+    fExpectAllOfFour(m_stLog, "DEBUG", fFiles);
+
+    fs::remove(m_stLog.m_pstrLogFile);
+    testing::internal::CaptureStderr();
+    static COmniLog* queued; // lives on, as its thread does
+    queued = new COmniLog(2, "T", 2, 1);
+    queued->fSetLogPath("logs/");
+    queued->fGetMessageQueue()->push(nullptr); // reported and passed over
+    fExpectAllOfFour(*queued, "INFO", fFiles);
+    EXPECT_EQ("l_pclMsgQData===NULL", testing::internal::GetCapturedStderr());
+}
+} // namespace

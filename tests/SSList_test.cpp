@@ -1,0 +1,131 @@
+#include "collect/SSList.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <utility>
+#include <vector>
+
+namespace
+{
+// Elements are numbers whose whole part is the key; the fraction tells equals apart.
+int fKey(const void* item)
+{
+    return static_cast<int>(*static_cast<const double*>(item));
+}
+constexpr auto fDifference = [](const void* left, const void* right) { return fKey(left) - fKey(right); };
+constexpr auto fGreater = [](const void* left, const void* right) {
+    return fKey(left) > fKey(right) ? 1 : 0;
+};
+constexpr auto fEqual = [](const void* left, const void* right) { return fKey(left) == fKey(right) ? 1 : 0; };
+constexpr auto fTwoWhenEqual = [](const void* left, const void* right) { return 2 * fEqual(left, right); };
+
+using ITEMS = std::vector<double>;
+constexpr int SIZE = sizeof(double);
+constexpr double TWO = 2;
+
+class SSList : public testing::Test
+{
+protected:
+    ~SSList() override { m_clList.fSlDeleteAll(); }
+    void fFill(const ITEMS& items)
+    {
+        m_clList.fSlDeleteAll();
+        for (const double& item : items)
+            m_clList.fSlInsert(&item, SIZE, nullptr);
+    }
+    ITEMS fItems()
+    {
+        ITEMS items;
+        for (ST_SSNODE_T* node = fHead()->m_pstNext; node != nullptr; node = node->m_pstNext)
+            items.push_back(*fgNodeElement<double>(node));
+        return items;
+    }
+    ST_SSNODE_T* fHead() { return m_clList.fSlGetHeadNode(); }
+    CSSList m_clList;
+};
+} // namespace
+
+TEST_F(SSList, InsertsAtTheTailTheHeadAndInOrder)
+{
+    fFill({1, 3.1, 3.2, 7});
+    for (const double& item : {5.0, 3.3, 9.0, 0.5})
+        m_clList.fSlInsertFcmp(&item, SIZE, fGreater);
+    EXPECT_EQ(fItems(), (ITEMS{0.5, 1, 3.1, 3.2, 3.3, 5, 7, 9})) << "behind its equals";
+    const double low = -5;
+    m_clList.fSlInsertFcmp(&low, SIZE, fDifference); // 5, 6, 8 ... : never exactly 1
+    EXPECT_EQ(fItems().back(), low);
+    EXPECT_EQ(m_clList.fSlInsertLifo(&TWO, SIZE, nullptr), fHead()->m_pstNext);
+    EXPECT_EQ(m_clList.fSlInsert(&TWO, -1, nullptr), nullptr);
+    EXPECT_EQ(m_clList.fSlNList(), 10);
+}
+
+// The list remembers where its tail was.
+TEST_F(SSList, InsertsAtTheTailAfterWhateverMovedIt)
+{
+    const double one = 1;
+    fFill({5, 3, 2});
+    m_clList.fSlDelete(&TWO, SIZE, fEqual);
+    m_clList.fSlInsert(&TWO, SIZE, nullptr);
+    m_clList.fSlSort(nullptr, 0, fGreater);
+    m_clList.fSlInsert(&one, SIZE, nullptr);
+    EXPECT_EQ(fItems(), (ITEMS{2, 3, 5, 1}));
+    m_clList.fSlDeleteAll();
+    m_clList.fSlInit();
+    m_clList.fSlInsertFcmp(&TWO, SIZE, fGreater);
+    m_clList.fSlInsert(&one, SIZE, nullptr);
+    EXPECT_EQ(fItems(), (ITEMS{2, 1}));
+    CSSList other;
+    other.fSlInsert(&TWO, SIZE, nullptr);
+    std::swap(other.m_pstLlHead, m_clList.m_pstLlHead);
+    m_clList.fSlInsert(&one, SIZE, nullptr);
+    EXPECT_EQ(fItems(), (ITEMS{2, 1})) << "of the other list";
+    other.fSlDeleteAll();
+    while (ST_SSNODE_T* node = fHead()->m_pstNext) {
+        fHead()->m_pstNext = node->m_pstNext;
+        free(node);
+    }
+    m_clList.fSlInsert(&one, SIZE, nullptr);
+    EXPECT_EQ(fItems(), ITEMS{1}) << "emptied by hand";
+}
+
+TEST_F(SSList, OnlyExactlyOneIsAMatch)
+{
+    fFill({4, 2, 2.1});
+    EXPECT_EQ(m_clList.fSlSearch(&TWO, 0, fEqual), fHead()->m_pstNext->m_pstNext);
+    EXPECT_EQ(m_clList.fSlSearch(&TWO, 0, fTwoWhenEqual), nullptr);
+    EXPECT_EQ(m_clList.fSlDelete(&TWO, 0, fTwoWhenEqual), nullptr);
+    EXPECT_EQ(m_clList.fSlSearch(&TWO, 0, fGreater), fHead()->m_pstNext) << "element, then key";
+    EXPECT_EQ(fItems().size(), 3U);
+}
+
+TEST_F(SSList, DeletionsDoNotCountDownButEmptyListsDo)
+{
+    int deleted = -1;
+    fFill({2, 4, 2.1, 2.2});
+    EXPECT_EQ(m_clList.fSlDelete(&TWO, SIZE, fEqual), fHead());
+    EXPECT_EQ(m_clList.fSlDelete(&TWO, SIZE, fEqual, &deleted), fHead()->m_pstNext);
+    EXPECT_EQ(deleted, 2);
+    EXPECT_EQ(m_clList.fSlDelete(&TWO, SIZE, fEqual, &deleted), nullptr);
+    EXPECT_EQ(deleted, 0);
+    EXPECT_EQ(fItems(), ITEMS{4});
+    EXPECT_EQ(m_clList.fSlNList(), 4);
+
+    EXPECT_EQ(m_clList.fSlDeleteAll(), &fHead()->m_pstNext);
+    EXPECT_EQ(m_clList.fSlNList(), 0);
+    EXPECT_EQ(m_clList.fSlDelete(&TWO, SIZE, fEqual), nullptr);
+    EXPECT_EQ(m_clList.fSlNList(), -1);
+    fFill({2});
+    m_clList.fSlDelete(&TWO, SIZE, fEqual, &deleted);
+    EXPECT_EQ(m_clList.fSlNList(), 0) << "the call that finds the list empty counts down";
+}
+
+TEST_F(SSList, SortsByAnyPositiveAnswer)
+{
+    const std::pair<ITEMS, ITEMS> rows[] = {
+        {{}, {}}, {{9, 5, 1}, {1, 5, 9}}, {{3.1, 1.1, 3.2, 2, 1.2}, {1.1, 1.2, 2, 3.1, 3.2}}};
+    for (const auto& [items, sorted] : rows) {
+        fFill(items);
+        m_clList.fSlSort(nullptr, 0, fDifference);
+        EXPECT_EQ(fItems(), sorted) << "equals stay in order";
+    }
+}

@@ -1,0 +1,130 @@
+#include "collect/SSUtil.h"
+
+#include <climits>
+#include <cstring>
+#include <tuple>
+
+#include "collect/MM_INIT_Info.h"
+#include "lib/NGFunctions.h"
+#include "tests/TestSupport.h"
+
+TEST(InitInfo, ReadsTheReleaseOfManyKernels)
+{
+    const std::tuple<const char*, int, int, int> rows[] = {
+        {"3.10.0-862.el7", 3, 10, 0}, {"2.4", 2, 4, 0}, {"v6.1", 0, 6, 1}, {"5.1234567899.1", 5, 1234567, 1}};
+    for (const auto& [release, major, minor, extra] : rows) {
+        ST_OS_VERSION version = {-1, -1, -1};
+        fgParseRelease(release, version);
+        EXPECT_EQ(std::tuple(version.l_nMajorNum, version.l_nMinorNum, version.l_nExtraNum),
+                  std::tuple(major, minor, extra));
+    }
+}
+
+TEST(InitInfo, SharesOneRecordAmongTheLiving)
+{
+    auto first = std::make_unique<CMM_INIT_Info>();
+    ST_OS_VERSION* record = CMM_INIT_Info::m_pstOsVersion;
+    ASSERT_NE(record, nullptr);
+    const CMM_INIT_Info second;
+    first.reset();
+    EXPECT_EQ(CMM_INIT_Info::m_pstOsVersion, record);
+    EXPECT_EQ(CMM_INIT_Info::m_nNObjs, 1);
+}
+
+TEST(SSUtil, SignedSharesRecoverA32BitWrapAndAdditionDoesNot)
+{
+    CSSUtil util;
+    int pct[2];
+    long diff[2];
+    long cur[] = {5, 111};
+    long old[] = {4294967290, 100};
+    EXPECT_EQ(util.fGetCpuPct(2, pct, cur, old, diff), 22);
+    EXPECT_EQ(diff[0], 11);
+    EXPECT_EQ(pct[0], 500);
+
+    long far[] = {LONG_MIN, LONG_MAX};
+    long other[] = {1, -1};
+    EXPECT_EQ(util.fGetCpuPct(2, pct, far, other, diff), -1); // the steps wrap: 2^63 - 1 and -2^63, cut to 0
+    EXPECT_EQ(diff[0], LONG_MAX);
+
+    long fallen[] = {5, 7};
+    long before[] = {10, 4};
+    EXPECT_EQ(util.fGetAddition(2, pct, fallen, before), -2);
+    EXPECT_EQ(pct[0], -5);
+    EXPECT_EQ(before[0], 5);
+}
+
+TEST(SSUtil, ElapsedTimeLosesWhatSinglePrecisionLoses)
+{
+    EXPECT_EQ(fgElapsedSeconds({10, 999999}, {12, 1}), 2 + static_cast<double>(-999998.0F) * 1e-6);
+    EXPECT_EQ(fgElapsedSeconds({0, 0}, {1700000000, 5}), 1700000000 + 5e-6);
+}
+
+TEST(SSUtil, FormatsDurationsAndSizes)
+{
+    CSSUtil util;
+    const std::pair<int, const char*> durations[] = {
+        {3599, "00:59:59"}, {90061, "1 days 01:01:01"}, {INT_MAX, "24855 days 03:14:07"}, {-5, "00:00:00"}};
+    for (const auto& [seconds, text] : durations)
+        EXPECT_STREQ(util.fFormatTime(seconds), text);
+    for (const auto& [size, kilobytes] : {std::pair(512, 4UL), {1024, 9UL}, {4096, 36UL}})
+        EXPECT_EQ(util.fBlock2k(9, size), kilobytes);
+    using SIZES = std::vector<std::pair<unsigned long, const char*>>;
+    const std::pair<char* (CSSUtil::*)(unsigned long), SIZES> rows[] = {
+        {&CSSUtil::fKbyteToForm,
+         {{0, "0"}, {1023, "1023.0 K"}, {1024, "1.0 M"}, {1048576, "1.0 G"}, {1UL << 31, "2.0 T"}}},
+        {&CSSUtil::fMbyteToForm, {{0, "0 M"}, {1023, "1023.0 M"}, {1536, "1.5 G"}, {1048576, "1.0 T"}}},
+        {&CSSUtil::fMbyteTo1000Form, {{999, "999.0 M"}, {1500, "1.5 G"}, {2500000, "2.5 T"}}},
+        {&CSSUtil::fMbyteTo1000FormInt, {{999, "999 M"}, {1999, "1 G"}, {999999, "999 G"}, {1000000, "1 T"}}},
+    };
+    for (const auto& [format, sizes] : rows)
+        for (const auto& [size, text] : sizes)
+            EXPECT_STREQ((util.*format)(size), text);
+}
+
+TEST(SSUtil, TakesLinesUpToAnEmptyOne)
+{
+    CSSUtil util;
+    char text[] = "a\n1234567\n12345678\nx\n\ny";
+    char* cursor = text;
+    char line[8];
+    std::vector<std::string> seen; // the result, the line and where the cursor stands
+    for (const int skip : {0, 0, 0, 0, 0, 0, 1, 0}) {
+        cursor += skip;
+        const int result = util.fBuff2Line(&cursor, line, sizeof(line));
+        seen.push_back(std::to_string(result) + " " + line + " " + std::to_string(cursor - text));
+    }
+    // 1234567 exactly fits, 12345678 is cut on the first byte not taken, and the last line has no newline.
+    EXPECT_EQ(seen, fgSplit("2 a 2,8 1234567 10,8 1234567 17,2 8 19,2 x 21,0  21,2 y 23,0  23", ","));
+}
+
+TEST(SSUtil, CopiesAndReadsWithinBounds)
+{
+    CSSUtil util;
+    char guarded[10];
+    memset(guarded, '#', sizeof(guarded));
+    EXPECT_EQ(util.fStr2Str(guarded, "12345678", 8), 8) << "a text of the very size is copied whole";
+    EXPECT_EQ(std::string(guarded, sizeof(guarded)), std::string("12345678\0#", 10));
+    EXPECT_EQ(util.fStr2Str(guarded, "123456789", 8), 7);
+    EXPECT_STREQ(guarded, "1234567");
+
+    const CTestTree tree;
+    const CTestHost host(tree.fTop());
+    fgWriteFile(tree.fPath("proc/1/cmdline"), std::string("a\0b\0", 4));
+    fgWriteFile(tree.fPath("proc/1/stat"), std::string("a\0b", 3));
+    char text[4];
+    EXPECT_EQ(util.fFile2Buff("/proc/1/cmdline", text, sizeof(text)), 3);
+    EXPECT_STREQ(text, "a b");
+    EXPECT_EQ(util.fFile2Buff("/proc/1/stat", text, sizeof(text)), 3);
+    EXPECT_STREQ(text, "a") << "only command lines get blanks";
+    EXPECT_EQ(util.fFile2Buff("/proc/1/none", text, sizeof(text)), 0);
+}
+
+TEST(Sleep, ZeroIsAMillisecond)
+{
+    CSSUtil util;
+    util.fGetElapsedTime();
+    EXPECT_EQ(fgUSleep(0), 1);
+    const double elapsed = util.fGetElapsedTime();
+    EXPECT_TRUE(elapsed >= 0.001 && elapsed < 5) << elapsed;
+}

@@ -1,0 +1,210 @@
+#include <filesystem>
+
+#include "tests/TestSupport.h"
+
+namespace
+{
+// The scripts of the runtime tree in front of a host that the test writes.
+class Scripts : public testing::Test
+{
+protected:
+    void fHostFile(const std::string& path, const std::string& text) const
+    {
+        fgWriteFile(m_clTree.fPath("host") + path, text);
+    }
+    // One logical CPU; -1 is what the kernel says of a package it does not know.
+    void fCpu(int cpu, int package, const std::string& siblings) const
+    {
+        const std::string folder = "/sys/devices/system/cpu/cpu" + std::to_string(cpu);
+        fHostFile(folder + "/topology/physical_package_id", std::to_string(package) + "\n");
+        fHostFile(folder + "/topology/thread_siblings_list", siblings + "\n");
+    }
+    // Output of a line run in the program's folder; nothing but that may be said.
+    std::string fRun(const std::string& line) const
+    {
+        const ST_TEST_RUN run = fgRunCommand("HOSTMETRICS_HOST_ROOT=" + m_clTree.fPath("host") + " " + line);
+        EXPECT_EQ(run.l_strErr, "") << line;
+        return run.l_strOut;
+    }
+    // Output of top_info, whose sleep takes no time and runs a line instead.
+    std::string fRunTop(const std::string& meanwhile) const
+    {
+        fgWriteFile(m_clTree.fPath("tools/sleep"), "#!/bin/sh\n" + meanwhile + "\n");
+        std::filesystem::permissions(m_clTree.fPath("tools/sleep"), std::filesystem::perms::owner_all);
+        return fRun("PATH=" + m_clTree.fPath("tools") + ":$PATH ./shell/LINUX/top_info");
+    }
+
+    CTestTree m_clTree;
+    const std::string m_strInventory = m_clTree.fPath("agent/aproc/shell/CpuINVStrInfo.dat");
+};
+
+// Text of /proc/PID/stat with what top_info reads: ticks in user and system mode, and the start.
+std::string fStat(const std::string& name, int utime, int stime, int start)
+{
+    return name + " S 1 1 1 0 -1 64 1 2 3 4 " + std::to_string(utime) + " " + std::to_string(stime) +
+           " 5 6 20 0 1 0 " + std::to_string(start) + " 1000 10\n";
+}
+} // namespace
+
+TEST_F(Scripts, CpuInfoCountsPackagesWithoutANewline)
+{
+    const auto count = [this] { return fRun("./shell/LINUX/cpu_info"); };
+    EXPECT_EQ(count(), "") << "a host that tells nothing";
+    fHostFile("/proc/cpuinfo",
+              "physical id\t: 0\n\nphysical id\t: 3\n\nphysical id\t: 3\n\nphysical id\t: 12\n");
+    fCpu(0, -1, "0");
+    EXPECT_EQ(count(), "3") << "the topology does not know";
+    for (int cpu = 0; cpu < 24; cpu++)
+        fCpu(cpu, cpu % 12, "0");
+    EXPECT_EQ(count(), "12");
+}
+
+TEST_F(Scripts, PidsAreListedInOrder)
+{
+    EXPECT_EQ(fRun("./shell/LINUX/PSInfoLIN.sh"), "");
+    for (const char* entry : {"1", "20", "3", "self", "9x"})
+        fHostFile(std::string("/proc/") + entry + "/stat", "");
+    fHostFile("/proc/7", "no folder");
+    EXPECT_EQ(fRun("./shell/LINUX/PSInfoLIN.sh"), "1\n3\n20\n");
+}
+
+TEST_F(Scripts, TopInfoTakesTheShareBetweenTwoLooks)
+{
+    EXPECT_EQ(fRunTop(":"), "");
+    fHostFile("/proc/uptime", "1000.50 1.00\n");
+    fHostFile("/proc/1/stat", fStat("1 (init)", 100, 50, 1));
+    fHostFile("/proc/20/stat", fStat("20 (a) R 9 (\nb)", 10, 20, 2));
+    fHostFile("/proc/30/stat", fStat("30 (gone)", 10, 20, 3));
+    fHostFile("/proc/40/stat", fStat("40 (reused)", 500, 0, 4));
+    fHostFile("/proc/50/stat", "50 (damaged) S 1\n");
+    EXPECT_EQ(fRunTop(":"), "") << "no time went by";
+    fHostFile("/later/uptime", "1002.50 1.00\n"); // two seconds, in ticks of a hundredth
+    fHostFile("/later/1/stat", fStat("1 (init)", 225, 75, 1));
+    fHostFile("/later/20/stat", fStat("20 (a) R 9 (\nb)", 10, 21, 2));
+    fHostFile("/later/40/stat", fStat("40 (new)", 30, 20, 90));
+    EXPECT_EQ(fRunTop("cd " + m_clTree.fPath("host") + " && cp -r later/. proc && rm -r proc/30"),
+              "PID PERCENT\n1 75.00\n20 0.50\n40 25.00\n");
+}
+
+TEST_F(Scripts, OneProcessIsPickedFromTheSnapshot)
+{
+    EXPECT_EQ(fRun("./shell/LINUX/ProcCpuUseTop.sh 1"), "");
+    fgWriteFile(m_clTree.fPath("agent/aproc/shell/top_info.dat"), "PID PERCENT\n12 1.50\n1 75.00\n");
+    const std::pair<const char*, const char*> rows[] = {{"1", "75.00\n"}, {"12", "1.50\n"}, {"3", ""},
+                                                        {"", ""},         {"PID", ""},      {"1x", ""}};
+    for (const auto& [pid, percent] : rows)
+        EXPECT_EQ(fRun(std::string("./shell/LINUX/ProcCpuUseTop.sh ") + pid), percent) << pid;
+}
+
+TEST_F(Scripts, CpuInventoryHasARowForEachPackage)
+{
+    fHostFile("/proc/cpuinfo", "vendor_id\t: Maker\nmodel name\t: M|odel\x03(R)  v2 \ncpu MHz\t\t: 2399.61\n"
+                               "cache size\t: 512 KB\n\nmodel name\t: second\n");
+    fCpu(0, 1, "0,2");
+    fCpu(2, 1, "0,2");
+    fCpu(10, 0, "10");
+    fCpu(3, 1, "3");
+    const std::string cpu = "/sys/devices/system/cpu/cpu";
+    fHostFile(cpu + "2/cpufreq/cpuinfo_max_freq", "3500000\n");
+    fHostFile(cpu + "0/cpufreq/cpuinfo_max_freq", "3400000\n");
+    const char* const caches[][2] = {{"0/level", "1"},     {"0/size", "48K"}, {"1/level", "3"},
+                                     {"1/size", "24576K"}, {"2/level", "2"},  {"2/size", "2048K"}};
+    for (const auto& [file, text] : caches)
+        fHostFile(cpu + "0/cache/index" + file, text);
+    fgWriteFile(m_strInventory, "old");
+    EXPECT_EQ(fRun("./libinvinfo 1 1"), "");
+    EXPECT_EQ(fgReadable(fgReadFile(m_strInventory)),
+              "VELKCPU|INDEX~NAME~VENDOR~MODEL~CORES~THREADS~MHZ~CACHEKB~"
+              "|1~SOCKET0~MAKER~M ODEL (R)  V2~1~1~2400~512~"
+              "|2~SOCKET1~MAKER~M ODEL (R)  V2~2~3~3500~24576~\n");
+}
+
+TEST_F(Scripts, InventoryTellsWhatItCannotKnowAndKeepsTheFileWithoutAnything)
+{
+    fgWriteFile(m_strInventory, "old");
+    for (const char* line : {"./libinvinfo 1 1", "./libinvinfo", "./libinvinfo 9 1"})
+        EXPECT_EQ(fRun(line), "");
+    EXPECT_EQ(fgReadFile(m_strInventory), "old");
+    fCpu(0, -1, "0");
+    fRun("./libinvinfo 1 1");
+    EXPECT_TRUE(fgReadable(fgReadFile(m_strInventory)).ends_with("|1~SOCKET0~-~-~1~1~-~-~\n"));
+    EXPECT_EQ(fRun("ls ../aproc/shell"), "CpuINVStrInfo.dat\n") << "nothing else is left";
+}
+
+TEST_F(Scripts, InterfacesWithASpeed)
+{
+    for (const char* script : {"ifname_bandwidth_duplex.sh", "ifname_bandwidth.sh", "IFName.sh"})
+        EXPECT_EQ(fRun(std::string("./shell/LINUX/") + script), "") << script;
+    const char* const interfaces[][3] = {
+        {"eth0", "1000\n", "full\n"},      {"eth1", "10", "half"},        {"eth2", "-1\n", "unknown\n"},
+        {"eth3", "400000\n", "unknown\n"}, {"eth4", "65535\n", "full\n"}, {"eth5", "0\n", "full\n"},
+        {"eth6", "1.5\n", "full\n"},       {"a|b", "10\n", "full\n"},     {"$(id);*", "25000\n", "full\n"}};
+    for (const auto& [name, speed, duplex] : interfaces) {
+        fHostFile(std::string("/sys/class/net/") + name + "/speed", speed);
+        fHostFile(std::string("/sys/class/net/") + name + "/duplex", duplex);
+    }
+    fHostFile("/sys/class/net/lo/mtu", "65536\n");
+    fHostFile("/sys/class/net/bonding_masters", "");
+    EXPECT_EQ(
+        fRun("LC_ALL=C ./shell/LINUX/ifname_bandwidth_duplex.sh"),
+        "VELKSC|$(id);*|25000000|1\nVELKSC|eth0|1000000|1\nVELKSC|eth1|10000|2\nVELKSC|eth3|400000000|0\n");
+    EXPECT_EQ(fRun("LC_ALL=C ./shell/LINUX/ifname_bandwidth.sh"),
+              "$(id);* 25000000\neth0 1000000\neth1 10000\neth3 400000000\n");
+    EXPECT_EQ(fRun("LC_ALL=C ./shell/LINUX/IFName.sh"),
+              "$(id);*\na|b\neth0\neth1\neth2\neth3\neth4\neth5\neth6\n");
+}
+
+TEST_F(Scripts, OneInterfaceIntoAFile)
+{
+    fHostFile("/sys/class/net/eth0/speed", "1000\n");
+    fHostFile("/sys/class/net/eth0/duplex", "half\n");
+    fHostFile("/secret/speed", "10\n");
+    fHostFile("/secret/duplex", "full\n");
+    const std::string file = m_clTree.fPath("agent/aproc/shell/result");
+    const char* const names[][3] = {
+        {"eth0", "1000\n", "half\n"}, {"eth9", "", ""}, {"eth0:1", "1000\n", "half\n"},
+        {"../../../secret", "", ""},  {"", "", ""},     {"$(id)", "", ""}};
+    for (const auto& [name, speed, duplex] : names) {
+        fgWriteFile(file, "old");
+        EXPECT_EQ(fRun(std::string("./shell/LINUX/BandWidth.sh '") + name + "' " + file), "");
+        EXPECT_EQ(fgReadFile(file), speed) << name;
+        fgWriteFile(file, "old");
+        EXPECT_EQ(
+            fRun(std::string("./shell/LINUX/NICDuplexInfoLinux.sh '") + name + "' " + file + ".work " + file),
+            "");
+        EXPECT_EQ(fgReadFile(file), duplex) << name;
+    }
+    const std::filesystem::directory_iterator files(m_clTree.fPath("agent/aproc/shell"));
+    EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "nothing else is left";
+}
+
+TEST_F(Scripts, MemoryModulesComeFromTheFirstSourceThatTellsAny)
+{
+    const std::string file = m_clTree.fPath("agent/aproc/shell/MemCntInfo.dat");
+    const auto sizes = [&](const std::string& before) {
+        EXPECT_EQ(fRun(before + "./shell/LINUX/MemCntInfoLIN.sh"), "");
+        return fgReadFile(file);
+    };
+    fgWriteFile(file, "4096\n");
+    EXPECT_EQ(sizes(""), "") << "modules of before are not those of now";
+    const std::string controller = "/sys/devices/system/edac/mc/mc0/";
+    fHostFile(controller + "dimm0/size", "1024\n");
+    fHostFile(controller + "dimm1/size", "0\n");
+    fHostFile(controller + "dimm2/size", "2048\n");
+    fHostFile(controller + "rank0/size", "512\n");
+    EXPECT_EQ(sizes(""), "1024\n2048\n");
+    fHostFile("/run/udev/data/+dmi:id",
+              "I:1\nE:MEMORY_DEVICE_0_SIZE=17179869184\nE:MEMORY_DEVICE_1_PRESENT=0\n"
+              "E:MEMORY_DEVICE_10_SIZE=4294967296\nE:MEMORY_DEVICE_2_VOLATILE_SIZE=9\n");
+    EXPECT_EQ(sizes(""), "16384\n4096\n");
+    fgWriteFile(m_clTree.fPath("tools/dmidecode"),
+                "#!/bin/sh\n[ \"$*\" = '-q -t 17' ] && cat ../aproc/shell/dmi\n");
+    std::filesystem::permissions(m_clTree.fPath("tools/dmidecode"), std::filesystem::perms::owner_all);
+    fgWriteFile(
+        m_clTree.fPath("agent/aproc/shell/dmi"),
+        "Memory Device\n\tSize: 8 GB\n\tVolatile Size: 3 GB\n\nMemory Device\n\tSize: No Module Installed\n"
+        "\nMemory Device\n\tSize: 512 MB\n\tSize: 2048 kB\n\tSize: 1 TB\n\tSize: Unknown\n");
+    const std::string path = "PATH=" + m_clTree.fPath("tools") + ":$PATH ";
+    EXPECT_EQ(sizes(path), "16384\n4096\n") << "dmidecode knows this host alone";
+    EXPECT_EQ(sizes("HOSTMETRICS_HOST_ROOT= " + path), "8192\n512\n2\n1048576\n");
+}

@@ -1,0 +1,156 @@
+#include "tests/TestSupport.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "lib/FixedText.h"
+
+namespace fs = std::filesystem;
+
+namespace
+{
+std::string fMakeFolder()
+{
+    std::string name = (fs::temp_directory_path() / "hostmetrics-test-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) abort();
+    return name;
+}
+} // namespace
+
+// Folders of the tree are real, its files are links: a test may replace one without touching the staged tree.
+CTestTree::CTestTree() : m_strTop(fMakeFolder()), m_strOldFolder(fs::current_path().string())
+{
+    const fs::path staged(HOSTMETRICS_RUNTIME);
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(staged)) {
+        const fs::path target = m_strTop / entry.path().lexically_relative(staged);
+        if (entry.is_directory())
+            fs::create_directories(target);
+        else if (access(entry.path().c_str(), X_OK) == 0) // a script, nothing that a program left there
+            fs::create_symlink(entry.path(), target);
+    }
+    fs::current_path(fPath("agent/bin"));
+}
+
+CTestTree::~CTestTree()
+{
+    fs::current_path(m_strOldFolder);
+    std::error_code ignored;
+    fs::remove_all(m_strTop, ignored);
+}
+
+std::string CTestTree::fPath(std::string_view below) const
+{
+    return (fs::path(m_strTop) / below).string();
+}
+
+void CTestTree::fReplaceScript(std::string_view below, std::string_view text) const
+{
+    const std::string path = fPath(below);
+    fs::remove(path);
+    fgWriteFile(path, text);
+    fs::permissions(path, fs::perms::owner_all);
+}
+
+void CTestHost::fMove(std::string_view root) const
+{
+    fgCopyText(g_strHostRoot, (fs::path(HOSTMETRICS_FIXTURES) / root).string());
+}
+
+CTestLog::CTestLog() : m_strFolder(fMakeFolder() + "/"), m_pclLog(new COmniLog(LOG_DEBUG, "TEST", 2))
+{
+    m_pclLog->fSetLogPath(m_strFolder.c_str());
+    m_pclLog->fSetLogSize(64, 1);
+    m_pclLog->fSetLogModeBit("DEBUG");
+    g_pclOmniLog = m_pclLog;
+}
+
+CTestLog::~CTestLog()
+{
+    m_pclLog->fSetLogModeBit("NOLOG");
+    g_pclOmniLog = nullptr;
+    delete m_pclLog;
+    fs::remove_all(m_strFolder);
+}
+
+std::vector<std::string> CTestLog::fLines() const
+{
+    std::vector<std::string> lines;
+    for (const fs::directory_entry& entry : fs::directory_iterator(m_strFolder)) {
+        std::ifstream file(entry.path());
+        for (std::string line; std::getline(file, line);)
+            lines.push_back(line.substr(line.find(']') + 1));
+    }
+    return lines;
+}
+
+int CTestLog::fCount(std::string_view text) const
+{
+    const auto holds = [text](const std::string& line) { return line.find(text) != std::string::npos; };
+    return static_cast<int>(std::ranges::count_if(fLines(), holds));
+}
+
+void fgWriteFile(const std::string& path, std::string_view text)
+{
+    fs::create_directories(fs::absolute(path).parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string fgReadFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::vector<std::string> fgSplit(std::string_view text, std::string_view separator)
+{
+    std::vector<std::string> parts;
+    for (size_t end; (end = text.find(separator)) != text.npos; text.remove_prefix(end + separator.size()))
+        parts.emplace_back(text.substr(0, end));
+    parts.emplace_back(text);
+    return parts;
+}
+
+ST_TEST_RUN fgRunCommand(const std::string& line)
+{
+    const std::string folder = fMakeFolder();
+    const std::string command = "( " + line + " ) >" + folder + "/out 2>" + folder + "/err </dev/null";
+    const int status = system(command.c_str());
+    ST_TEST_RUN run{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+                    fgReadFile(folder + "/out"), fgReadFile(folder + "/err")};
+    fs::remove_all(folder);
+    return run;
+}
+
+std::string fgReadable(std::string_view table)
+{
+    std::string text(table);
+    for (size_t at = 0; (at = text.find("\x03\x1F", at)) != std::string::npos;)
+        text.erase(at, 2);
+    return text;
+}
+
+bool fgAwait(const std::function<bool()>& so)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!so()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+}
+
+// One that has ended and that nobody has collected has "Z" as its state, or has no entry any more.
+bool fgHasEnded(const std::string& pidFile)
+{
+    const std::string pid = fgReadFile(pidFile);
+    if (pid.empty()) return false;
+    const std::string stat = fgReadFile("/proc/" + pid.substr(0, pid.find('\n')) + "/stat");
+    return stat.empty() || stat.find(") Z ") != std::string::npos;
+}

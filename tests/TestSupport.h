@@ -1,0 +1,92 @@
+#pragma once
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "driver/RunConfig.h"
+#include "lib/OmniLog.h"
+
+// What many tests stand on: a throw-away working tree, fixture machines, and a log that is read back. The
+// deleted assignments forbid copies as well.
+
+// A temporary runtime tree: the staged scripts by link, empty data folders of its own. While it lives the
+// program's folder (agent/bin) is the working folder, as the library expects.
+class CTestTree
+{
+public:
+    CTestTree();
+    ~CTestTree();
+    CTestTree& operator=(CTestTree&&) = delete;
+    const std::string& fTop() const { return m_strTop; }
+    // A path of the tree from its top, such as fPath("agent/aproc/shell/x.dat").
+    std::string fPath(std::string_view below) const;
+    // Replaces the link to one staged script by a script of the test's own, executable; path from the top.
+    void fReplaceScript(std::string_view below, std::string_view text) const;
+
+private:
+    std::string m_strTop;
+    std::string m_strOldFolder;
+};
+
+// Points the host root at a fixture, such as "linux-6.1/t0", or at any folder given by absolute path.
+class CTestHost
+{
+public:
+    explicit CTestHost(std::string_view root) { fMove(root); }
+    ~CTestHost() { g_strHostRoot[0] = '\0'; }
+    CTestHost& operator=(CTestHost&&) = delete;
+    void fMove(std::string_view root) const; // to the fixture's next moment
+};
+
+// Sets a global for the life of the object.
+template <class T> class CTestSetting
+{
+public:
+    CTestSetting(T& setting, T value) : m_rSetting(setting), m_tOld(setting) { setting = value; }
+    ~CTestSetting() { m_rSetting = m_tOld; }
+    CTestSetting& operator=(CTestSetting&&) = delete;
+
+private:
+    T& m_rSetting;
+    T m_tOld;
+};
+
+// A log with all gates open in a folder of its own, in place of g_pclOmniLog.
+class CTestLog
+{
+public:
+    CTestLog();
+    ~CTestLog();
+    CTestLog& operator=(CTestLog&&) = delete;
+    // The lines so far without their time, such as "[INFO][MM_CPU_Info.cpp]cpu read failed".
+    std::vector<std::string> fLines() const;
+    int fCount(std::string_view text) const; // lines that hold the text
+
+private:
+    std::string m_strFolder;
+    COmniLog* m_pclLog;
+};
+
+void fgWriteFile(const std::string& path, std::string_view text); // makes the folders above it
+std::string fgReadFile(const std::string& path);                  // empty when it cannot be read
+std::vector<std::string> fgSplit(std::string_view text, std::string_view separator);
+
+// A child process, "sh -c" of the line, with its outputs and status.
+struct ST_TEST_RUN
+{
+    int l_nStatus; // exit status, 128 + signal when a signal ended it
+    std::string l_strOut;
+    std::string l_strErr;
+};
+ST_TEST_RUN fgRunCommand(const std::string& line);
+
+// A table with its separators shown by their last byte alone: "NAME~USED~|CPUS~30.00~".
+std::string fgReadable(std::string_view table);
+
+// Waits until something is so, for at most 20 seconds; false when it never was.
+bool fgAwait(const std::function<bool()>& so);
+// Has the process whose number the file holds, once it holds one, ended?
+bool fgHasEnded(const std::string& pidFile);
