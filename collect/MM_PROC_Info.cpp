@@ -1,11 +1,11 @@
 #include "collect/MM_PROC_Info.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <new>
 #include <span>
 #include <sys/stat.h>
@@ -18,13 +18,25 @@
 #include "lib/ScriptOutput.h"
 #include "lib/TextTable.h"
 
+// Texts of one process's files, each terminated.
+struct ST_PROC_TEXTS
+{
+    int l_nPid;
+    int l_nUid;
+    char* l_pstrStat;
+    char* l_pstrStatm;
+    char* l_pstrIo; // empty where it cannot be read
+    char* l_pstrCommand;
+    size_t l_nCommand;  // bytes of the command line; 0 for a kernel thread or a zombie
+    char* l_pstrStatus; // read for those
+};
+
 namespace
 {
 constexpr size_t PROC_FILE_SIZE = 4096; // bytes read of stat, statm, io and status
 constexpr double FIRST_INTERVAL = 1e9;  // seconds that the first pass is taken to cover
 constexpr long CONSOLE_FLUSH = 4096;    // bytes of lines for people that are handed to stdio at once
 constexpr long TICKS_PER_SECOND = 100;  // USER_HZ of every Linux that this runs on
-constexpr int SECONDS_PER_DAY = 86400;
 
 constexpr char COMMAND_LIST[] = "../../utils/ETC/ShCmd 5 ./shell/LINUX/PSInfoLIN.sh > %s";
 constexpr char FILE_LIST[] = "../aproc/shell/PSInfoLin.dat";
@@ -85,81 +97,125 @@ int fNumber(const char* text)
     return number;
 }
 
-// The paths to open of "/proc/PID" and its files.
+// The paths to open of "/proc/PID" and its files: below an open /proc, which spares the kernel the way to it,
+// or from the root when there is none.
 class CProcPath
 {
 public:
-    explicit CProcPath(int pid)
+    CProcPath(int proc, int pid) : m_nProc(proc < 0 ? AT_FDCWD : proc)
     {
-        m_pstrEnd = fgPutInteger(fgPutText(m_strPath, CHostPath("/proc/").fGet()), pid);
-        *m_pstrEnd = '\0';
+        char* start = proc < 0 ? fgPutText(m_strPath, CHostPath("/proc/").fGet()) : m_strPath;
+        m_pstrEnd = fgPutInteger(start, pid);
     }
-    const char* fFolder()
+    CProcPath(const CProcPath&) = delete;
+    CProcPath& operator=(const CProcPath&) = delete;
+    bool fOwner(int& uid)
     {
         *m_pstrEnd = '\0';
-        return m_strPath;
+        struct stat folder;
+        if (fstatat(m_nProc, m_strPath, &folder, 0) != 0) return false;
+        uid = static_cast<int>(folder.st_uid);
+        return true;
     }
-    const char* fFile(std::string_view name)
+    ssize_t fRead(std::string_view name, char* text, size_t size)
     {
         *fgPutText(m_pstrEnd, name) = '\0';
-        return m_strPath;
+        return fgReadFileAt(m_nProc, m_strPath, text, size);
     }
 
 private:
     char m_strPath[HOST_ROOT_SIZE + NUMBER_TEXT_SIZE + 32];
     char* m_pstrEnd;
+    int m_nProc;
 };
 
-// Texts of one process's files. They are all read before any is parsed: each call into the kernel costs the
-// parsers their place in the processor's caches.
-struct ST_PROC_TEXTS
+// Texts of some processes, one behind another. They are read before any is parsed: each call into the kernel
+// costs the parsers and the writers of rows their place in the processor's caches, and this way they lose it
+// once for a batch.
+class CProcBatch
 {
-    int l_nUid;
-    size_t
-        l_nCommand; // bytes of the command line; 0 for a kernel thread or a zombie, whose status is read then
-    char l_strStatm[256]; // seven numbers of at most 20 digits
-    char l_strIo[512];    // seven lines of at most 44 bytes; empty where it cannot be read
-    char l_strStat[PROC_FILE_SIZE];
-    char l_strCommand[PROC_NAME_SIZE];
-    char l_strStatus[PROC_FILE_SIZE];
+public:
+    // Reads the files of a process; false when it has vanished. The batch is not full.
+    bool fRead(int proc, int pid)
+    {
+        CProcPath path(proc, pid);
+        ST_PROC_TEXTS& texts = m_stTexts[m_nCount];
+        char* const start = m_pstrAt;
+        texts.l_nPid = pid;
+        bool alive = path.fOwner(texts.l_nUid) &&
+                     fTake(path, "/stat", PROC_FILE_SIZE, texts.l_pstrStat) > 0 &&
+                     fTake(path, "/statm", STATM_SIZE, texts.l_pstrStatm) > 0;
+        if (alive) {
+            fTake(path, "/io", IO_SIZE, texts.l_pstrIo);
+            texts.l_nCommand = fTake(path, "/cmdline", PROC_NAME_SIZE, texts.l_pstrCommand);
+            alive = texts.l_nCommand > 0 || fTake(path, "/status", PROC_FILE_SIZE, texts.l_pstrStatus) > 0;
+        }
+        if (alive)
+            m_nCount++;
+        else
+            m_pstrAt = start;
+        return alive;
+    }
+    bool fIsFull() const { return m_nCount == MOST || m_pstrAt > m_strTexts + USUAL; }
+    std::span<ST_PROC_TEXTS> fTexts() { return {m_stTexts, m_nCount}; }
+    void fClear()
+    {
+        m_nCount = 0;
+        m_pstrAt = m_strTexts;
+    }
+
+private:
+    static constexpr size_t MOST = 32;           // processes
+    static constexpr size_t USUAL = MOST * 1024; // bytes of their texts; the last one's may go beyond
+    static constexpr size_t STATM_SIZE = 256;    // seven numbers of at most 20 digits
+    static constexpr size_t IO_SIZE = 512;       // seven lines of at most 44 bytes
+    static constexpr size_t LONGEST = 2 * PROC_FILE_SIZE + STATM_SIZE + IO_SIZE + PROC_NAME_SIZE;
+
+    // Reads one file behind the others; returns its length, 0 also when it cannot be read.
+    size_t fTake(CProcPath& path, std::string_view name, size_t size, char*& text)
+    {
+        text = m_pstrAt;
+        const ssize_t length = path.fRead(name, text, size);
+        const size_t taken = length > 0 ? static_cast<size_t>(length) : 0;
+        text[taken] = '\0';
+        m_pstrAt += taken + 1;
+        return taken;
+    }
+
+    size_t m_nCount = 0;
+    char* m_pstrAt = m_strTexts; // where the next text goes
+    ST_PROC_TEXTS m_stTexts[MOST];
+    char m_strTexts[USUAL + LONGEST];
 };
 
-// false when the process has vanished.
-bool fReadTexts(int pid, ST_PROC_TEXTS& texts)
+// Puts the command line as one text, or the bracketed name; returns its length. name has PROC_NAME_SIZE
+// bytes.
+size_t fCommandText(const ST_PROC_TEXTS& texts, char* name)
 {
-    CProcPath path(pid);
-    struct stat folder = {};
-    if (stat(path.fFolder(), &folder) != 0) return false;
-    texts.l_nUid = static_cast<int>(folder.st_uid);
-    if (fgReadFile(path.fFile("/stat"), texts.l_strStat, sizeof(texts.l_strStat)) <= 0 ||
-        fgReadFile(path.fFile("/statm"), texts.l_strStatm, sizeof(texts.l_strStatm)) <= 0)
-        return false;
-    if (fgReadFile(path.fFile("/io"), texts.l_strIo, sizeof(texts.l_strIo)) < 0) texts.l_strIo[0] = '\0';
-    const ssize_t length = fgReadFile(path.fFile("/cmdline"), texts.l_strCommand, PROC_NAME_SIZE);
-    texts.l_nCommand = length > 0 ? static_cast<size_t>(length) : 0;
-    return texts.l_nCommand > 0 || fgReadFile(path.fFile("/status"), texts.l_strStatus, PROC_FILE_SIZE) > 0;
-}
-
-// Makes the command line one text, or puts the bracketed name in its place; returns its length.
-size_t fCommandText(ST_PROC_TEXTS& texts)
-{
-    if (texts.l_nCommand == 0) return fgPutStatusName(texts.l_strCommand, texts.l_strStatus);
-    for (char& byte : std::span(texts.l_strCommand, texts.l_nCommand))
+    if (texts.l_nCommand == 0) return fgPutStatusName(name, texts.l_pstrStatus);
+    memcpy(name, texts.l_pstrCommand, texts.l_nCommand);
+    for (char& byte : std::span(name, texts.l_nCommand))
         byte = byte == '\0' ? ' ' : byte; // a store for every byte, so that the loop is done in wide steps
     return texts.l_nCommand;
 }
 
-// "read_bytes: 4096" of io, and "write_bytes: 4096"; "cancelled_write_bytes" would land in io_write.
-void fTakeIoLine(std::string_view line, proc_s& work)
+// Takes "read_bytes: 4096" of io, or "write_bytes: 4096", from a line whose first "_" stands at mark; a line
+// that holds "cancelled_" would land in io_write. Returns the end of the line.
+const char* fTakeIoLine(const char* line, const char* mark, proc_s& work)
 {
-    const auto has = [line](std::string_view key) { return line.find(key) != std::string_view::npos; };
-    if (has("cancelled_")) return;
+    const char* const end = strchrnul(mark, '\n');
+    const std::string_view text(line, static_cast<size_t>(end - line));
+    const auto has = [text](std::string_view key) {
+        return text.starts_with(key) || text.find(key) != std::string_view::npos;
+    };
+    if (has("cancelled_")) return end;
     const bool isRead = has("read_bytes");
-    if (!isRead && !has("write_bytes:")) return;
-    CNumberScan scan(line.data()); // the line is terminated
+    if (!isRead && !has("write_bytes:")) return end;
+    CNumberScan scan(line);
     long value = 0;
-    if (scan.fWord() && scan.fLong(value))
+    if (scan.fWord() && scan.fLong(value) && scan.fAt() <= end)
         (isRead ? work.io_read : work.io_write) = static_cast<unsigned long long>(value);
+    return end;
 }
 
 // Ends the text before its trailing blanks; returns the new length.
@@ -184,9 +240,9 @@ template <class T> void fRaiseToZero(T& value)
 
 // Zeroes a record for the next process. Of the command line only the bytes in use are not zero already;
 // zeroing all of its 10 KB for each process would cost as much as reading it.
-void fClearProcess(_ST_PROC& process)
+void fClearProcess(_ST_PROC& process, size_t used)
 {
-    memset(process.l_strPname, 0, strlen(process.l_strPname));
+    memset(process.l_strPname, 0, used);
     memset(process.l_strUname, 0, sizeof(process) - offsetof(_ST_PROC, l_strUname));
 }
 
@@ -275,28 +331,20 @@ char* fPutColumns(char* to, std::span<const ST_COLUMN> columns, const _ST_PROC& 
         to = fgPutText(fPutColumn(to, column.l_nKind, record + column.l_nOffset), SEPARATOR_FIELD);
     return to;
 }
-
-// Seconds east of UTC at a moment; none where the local time is not simply that much later, as in zones that
-// count leap seconds.
-std::optional<long> fPlainOffset(time_t when)
-{
-    tm local = {};
-    if (localtime_r(&when, &local) == nullptr) return std::nullopt;
-    const long second = local.tm_hour * 3600L + local.tm_min * 60L + local.tm_sec;
-    const long expected = (when + local.tm_gmtoff) % SECONDS_PER_DAY;
-    return second == expected ? std::optional<long>(local.tm_gmtoff) : std::nullopt;
-}
 } // namespace
 
 struct CMM_PROC_Info::ST_PASS
 {
     ST_PASS(char*& text, int& size) : l_clTable(text, size) {}
     CTextTable l_clTable;
+    int l_nProc = -1; // descriptor of /proc
+    CProcBatch l_clBatch;
     PROC_LAYOUT l_nLayout = PROC_LAYOUT_NONE;
     double l_dElapsed = 0;             // hundredths of a second
     unsigned long l_ulTotalMemory = 0; // KB
     proc_s l_stWork = {};
     _ST_PROC l_stProcess = {};
+    size_t l_nNameUsed = 0;  // bytes of its command line
     bool l_bJava = false;    // the correction of "java" is on
     bool l_bTopDone = false; // the snapshot for it has been taken
     bool l_bConsole = false; // rows are printed for people as well
@@ -334,7 +382,6 @@ char* CMM_PROC_Info::fMGetProc(int)
     const unsigned long totalMemory = fMGetSysTotMem();
     m_tTime = time(nullptr);
     fReadUpTime();
-    m_clLocalTimes.fClear();
 
     const COwnedDir proc = fgOpenHostDir("/proc");
     if (proc == nullptr || m_pstrProcessInfo == nullptr) return nullptr;
@@ -343,6 +390,7 @@ char* CMM_PROC_Info::fMGetProc(int)
 
     const std::unique_ptr<ST_PASS> pass(new (std::nothrow) ST_PASS(m_pstrProcessInfo, m_nProcessInfoBufSize));
     if (pass == nullptr) return nullptr;
+    pass->l_nProc = dirfd(proc.get());
     pass->l_nLayout = fgProcLayout(g_nExecedFileNameFlag, g_nProcExtendFlag);
     pass->l_dElapsed = elapsed;
     pass->l_ulTotalMemory = totalMemory;
@@ -398,6 +446,7 @@ void CMM_PROC_Info::fGatherAll(ST_PASS& pass, DIR* proc)
 {
     while (const dirent* entry = readdir(proc))
         if (entry->d_name[0] >= '0' && entry->d_name[0] <= '9') fGatherPid(pass, fNumber(entry->d_name));
+    fFinishBatch(pass);
 }
 
 void CMM_PROC_Info::fGatherListed(ST_PASS& pass)
@@ -407,18 +456,30 @@ void CMM_PROC_Info::fGatherListed(ST_PASS& pass)
     char line[64];
     while (list != nullptr && fgets(line, sizeof(line), list.get()) != nullptr)
         fGatherPid(pass, fNumber(line));
+    fFinishBatch(pass);
 }
 
 void CMM_PROC_Info::fGatherPid(ST_PASS& pass, int pid)
 {
+    pass.l_clBatch.fRead(pass.l_nProc, pid);
+    if (pass.l_clBatch.fIsFull()) fFinishBatch(pass);
+}
+
+void CMM_PROC_Info::fFinishBatch(ST_PASS& pass)
+{
+    for (ST_PROC_TEXTS& texts : pass.l_clBatch.fTexts())
+        fFinishProcess(pass, texts);
+    pass.l_clBatch.fClear();
+}
+
+void CMM_PROC_Info::fFinishProcess(ST_PASS& pass, ST_PROC_TEXTS& texts)
+{
     _ST_PROC& process = pass.l_stProcess;
-    fClearProcess(process);
-    if (fMReadProcTable(pid, &pass.l_stWork, &process, pass.l_ulTotalMemory, pass.l_dElapsed, 1) == 0) return;
-    process.l_nIsUpNow = 1;
+    fClearProcess(process, pass.l_nNameUsed);
+    pass.l_nNameUsed = fFillProcess(texts, &pass.l_stWork, &process, pass.l_ulTotalMemory, pass.l_dElapsed);
+    if (pass.l_nNameUsed == 0) return;
     if (pass.l_bJava && strstr(process.l_strPname, "java") != nullptr) fCorrectJava(pass);
-    if (process.l_strUname[0] == '\0' || process.l_strPname[0] == '\0') return;
-    if (fTrimBlanks(process.l_strPname, strlen(process.l_strPname)) == 0)
-        fgCopyText(process.l_strPname, "<defunct>");
+    if (process.l_strUname[0] == '\0') return;
     pass.l_nCount++;
     fAppendProcess(pass);
 }
@@ -443,9 +504,13 @@ void CMM_PROC_Info::fAppendProcess(ST_PASS& pass)
 {
     if (pass.l_nLayout == PROC_LAYOUT_NONE) return;
     const _ST_PROC& process = pass.l_stProcess;
-    pass.l_clTable.fReserve(strlen(process.l_strPname) + TABLE_ROOM);
-    const char* end = fgPutProcRow(pass.l_strRow, pass.l_nLayout, pass.l_nCount, process);
-    pass.l_clTable.fAppendText({pass.l_strRow, end});
+    CTextTable& table = pass.l_clTable;
+    if (!table.fReserve(pass.l_nNameUsed + TABLE_ROOM)) return;
+    if (table.fRoom() > PROC_ROW_SIZE) // the longest row fits
+        table.fCommit(fgPutProcRow(table.fEnd(), pass.l_nLayout, pass.l_nCount, process));
+    else
+        table.fAppendText(
+            {pass.l_strRow, fgPutProcRow(pass.l_strRow, pass.l_nLayout, pass.l_nCount, process)});
     if (!pass.l_bConsole) return;
     pass.l_pstrConsole = fgPutProcConsole(pass.l_pstrConsole, process);
     if (pass.l_pstrConsole - pass.l_strConsole > CONSOLE_FLUSH) pass.fFlushConsole();
@@ -475,34 +540,39 @@ void CMM_PROC_Info::fAppendVirtual(ST_PASS& pass)
 int CMM_PROC_Info::fMReadProcTable(int pid, proc_s* work, _ST_PROC* out, unsigned long totMemKB,
                                    double elapsed, int)
 {
-    if (!fReadFiles(pid, work, out)) return 0;
-    out->l_nPid = pid;
+    CProcBatch batch;
+    if (!batch.fRead(-1, pid) || fFillProcess(batch.fTexts().front(), work, out, totMemKB, elapsed) == 0)
+        return 0;
+    // No row has these texts: a pass goes without.
+    fgCopyText(out->l_strCTime, m_pclUtil->fFormatTime(out->l_nCTime / TICKS_PER_SECOND));
+    fgCopyText(out->l_strStart, m_pclUtil->fGetLocalTime(out->l_nStart));
+    return 1;
+}
+
+// Fills both records from the files of one process. Returns the length of its command line, 0 when it must be
+// skipped.
+size_t CMM_PROC_Info::fFillProcess(ST_PROC_TEXTS& texts, proc_s* work, _ST_PROC* out, unsigned long totMemKB,
+                                   double elapsed)
+{
+    if (fMStat2Proc(texts.l_pstrStat, work) == 0 || fMStatm2Proc(texts.l_pstrStatm, work) == 0) return 0;
+    const size_t length = fCommandText(texts, out->l_strPname);
+    // A command line that begins with a blank hides its process: kept, such names are made to be hidden.
+    if (length == 0 || out->l_strPname[0] == ' ') {
+        memset(out->l_strPname, 0, length);
+        return 0;
+    }
+    fgCopyText(out->l_strFName, strchr(texts.l_pstrStat, '(') + 1);
+    work->io_read = work->io_write = 0; // stay so where the file is another user's
+    fgParseProcIo(texts.l_pstrIo, *work);
+    work->uid = texts.l_nUid;
+    out->l_nPid = texts.l_nPid;
     fFillRecord(*work, out, totMemKB);
     fgCopyText(out->l_strUname, m_pclUser->fUserName(work->uid));
     out->l_dPCPU = static_cast<float>(static_cast<double>(out->l_nCTime) / elapsed * 100);
     fKeepSample(out, elapsed);
     out->l_chStatus = fgProcState(work->state);
     out->l_nIsUpNow = 1;
-    return 1;
-}
-
-// Fills the work record from the files of one process, and the names of the finished one.
-bool CMM_PROC_Info::fReadFiles(int pid, proc_s* work, _ST_PROC* out)
-{
-    ST_PROC_TEXTS texts;
-    if (!fReadTexts(pid, texts) || fMStat2Proc(texts.l_strStat, work) == 0 ||
-        fMStatm2Proc(texts.l_strStatm, work) == 0)
-        return false;
-    work->uid = texts.l_nUid;
-    work->io_read = work->io_write = 0; // stay so where the file is another user's
-    fgParseProcIo(texts.l_strIo, *work);
-    fgCopyText(out->l_strFName, strchr(texts.l_strStat, '(') + 1);
-
-    // A command line that begins with a blank hides its process: kept, such names are made to be hidden.
-    const size_t length = fCommandText(texts);
-    if (length == 0 || texts.l_strCommand[0] == ' ') return false;
-    *fgPutText(out->l_strPname, {texts.l_strCommand, fTrimBlanks(texts.l_strCommand, length)}) = '\0';
-    return true;
+    return fTrimBlanks(out->l_strPname, length);
 }
 
 // Everything that the work record gives without the previous sample.
@@ -523,13 +593,10 @@ void CMM_PROC_Info::fFillRecord(const proc_s& work, _ST_PROC* out, unsigned long
     out->l_nSTime = static_cast<int>(work.stime);
     out->l_nCTime =
         static_cast<int>(static_cast<unsigned long>(work.utime) + static_cast<unsigned long>(work.stime));
-    *fgPutDuration(out->l_strCTime, out->l_nCTime / static_cast<int>(TICKS_PER_SECOND)) = '\0';
     long upTime = 0;
     CNumberScan(m_strUpTime).fLong(upTime);
     const auto boot = static_cast<unsigned long>(m_tTime) - static_cast<unsigned long>(upTime);
     out->l_nStart = static_cast<int>(boot + static_cast<unsigned long>(work.start_time / TICKS_PER_SECOND));
-    char start[36];
-    fgCopyText(out->l_strStart, {start, m_clLocalTimes.fPut(start, out->l_nStart, *m_pclUtil)});
 }
 
 // The pid's previous sample, empty for a new pid. A pass lists pids in ascending order, so it tries the entry
@@ -659,43 +726,6 @@ void CMM_PROC_Info::fProcMapErase()
     std::erase_if(m_ProcMap, [](const auto& item) { return item.second->m_nDelFlag == 0; });
 }
 
-void CLocalTimes::fClear()
-{
-    for (ST_DAY& day : m_stDays)
-        day.l_nDay = -1;
-}
-
-std::optional<long> CLocalTimes::fOffset(long day)
-{
-    ST_DAY& slot = m_stDays[day % DAYS];
-    if (slot.l_nDay == day) return slot.l_nOffset;
-    const std::optional<long> first = fPlainOffset(day * SECONDS_PER_DAY);
-    const std::optional<long> last = fPlainOffset((day + 1) * SECONDS_PER_DAY - 1);
-    slot.l_nDay = day;
-    slot.l_nOffset = first == last ? first : std::nullopt;
-    return slot.l_nOffset;
-}
-
-char* CLocalTimes::fPut(char* to, int when, CSSUtil& util)
-{
-    const std::optional<long> offset = when < 0 ? std::nullopt : fOffset(when / SECONDS_PER_DAY);
-    const long local = when + offset.value_or(0);
-    if (!offset.has_value() || local < 0) return fgPutText(to, util.fGetLocalTime(when));
-    const std::chrono::year_month_day date{std::chrono::sys_days{std::chrono::days{local / SECONDS_PER_DAY}}};
-    const auto second = static_cast<unsigned>(local % SECONDS_PER_DAY);
-    to = fgPutInteger(to, static_cast<int>(date.year())); // four digits: when is an int
-    *to++ = '-';
-    to = fgPutTwoDigits(to, static_cast<unsigned>(date.month()));
-    *to++ = '-';
-    to = fgPutTwoDigits(to, static_cast<unsigned>(date.day()));
-    *to++ = ' ';
-    to = fgPutTwoDigits(to, second / 3600);
-    *to++ = ':';
-    to = fgPutTwoDigits(to, second / 60 % 60);
-    *to++ = ':';
-    return fgPutTwoDigits(to, second % 60);
-}
-
 int fCMPProcName(const void* first, const void* second)
 {
     const char* a = static_cast<const _ST_PROC*>(first)->l_strPname;
@@ -743,17 +773,13 @@ bool fgParseProcStat(const char* text, proc_s& work)
            fTakeUnsigned(scan, work, STAT_WAIT);
 }
 
-void fgParseProcIo(char* text, proc_s& work)
+void fgParseProcIo(const char* text, proc_s& work)
 {
-    for (char* line = text; *line != '\0';) {
-        bool keyed = false; // both keys hold a "_": most lines need no second look
-        char* end = line;
-        for (; *end != '\0' && *end != '\n'; end++)
-            keyed |= *end == '_';
-        char* next = *end == '\n' ? end + 1 : end;
-        *end = '\0';
-        if (keyed) fTakeIoLine({line, end}, work);
-        line = next;
+    while (const char* mark = strchr(text, '_')) { // both keys hold one; the lines of other counters do not
+        const char* line = mark;
+        while (line > text && line[-1] != '\n')
+            line--;
+        text = fTakeIoLine(line, mark, work);
     }
 }
 

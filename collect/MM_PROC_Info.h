@@ -5,7 +5,6 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/time.h>
@@ -85,6 +84,7 @@ struct _ST_PROC_OLD_LIST
 using CProcMap = std::map<int, std::unique_ptr<_ST_PROC_OLD_LIST>>; // previous samples by pid
 
 struct ST_PROCALL_LIST; // kept for the agent
+struct ST_PROC_TEXTS;   // what was read of one process
 
 // Row layouts, chosen by g_nExecedFileNameFlag and g_nProcExtendFlag.
 constexpr char HEADER_PROC[] =
@@ -106,26 +106,6 @@ enum PROC_LAYOUT
     PROC_LAYOUT_BASE,
     PROC_LAYOUT_FILE,
     PROC_LAYOUT_EXTENDED
-};
-
-// Local times of many moments in few days: the offset from UTC is asked of the system once for a UTC day, and
-// for every moment only in a day in which it changes.
-class CLocalTimes
-{
-public:
-    void fClear(); // forgets the offsets, so that a changed time zone is seen
-    // Writes the local date and time as CSSUtil::fGetLocalTime does and returns the end; to has 36 bytes.
-    char* fPut(char* to, int when, CSSUtil& util);
-
-private:
-    struct ST_DAY
-    {
-        long l_nDay = -1;
-        std::optional<long> l_nOffset; // seconds east of UTC; none in a day in which it changes
-    };
-    static constexpr long DAYS = 32;
-    std::optional<long> fOffset(long day);
-    ST_DAY m_stDays[DAYS];
 };
 
 // The process table: one pass lists every process and builds the text table of them, with the rates since the
@@ -204,16 +184,18 @@ private:
     void fGatherAll(ST_PASS& pass, DIR* proc);
     void fGatherListed(ST_PASS& pass);
     void fGatherPid(ST_PASS& pass, int pid);
+    void fFinishBatch(ST_PASS& pass);
+    void fFinishProcess(ST_PASS& pass, ST_PROC_TEXTS& texts);
     void fCorrectJava(ST_PASS& pass);
     void fAppendProcess(ST_PASS& pass);
     void fAppendVirtual(ST_PASS& pass);
-    bool fReadFiles(int pid, proc_s* work, _ST_PROC* out);
+    size_t fFillProcess(ST_PROC_TEXTS& texts, proc_s* work, _ST_PROC* out, unsigned long totMemKB,
+                        double elapsed);
     void fFillRecord(const proc_s& work, _ST_PROC* out, unsigned long totMemKB);
     void fKeepSample(_ST_PROC* out, double elapsed);
 
     std::unique_ptr<_ST_PROC_OLD_LIST>& fEntry(int pid);
 
-    CLocalTimes m_clLocalTimes;
     CProcMap::iterator* m_pitNext = nullptr; // the pass's own, while one runs
 };
 
@@ -233,8 +215,8 @@ constexpr char FORMAT_PROC_STAT[] =
     "%lu %lu %lu %lu %lu %lu %LX %LX %LX %LX %lu";
 bool fgParseProcStat(const char* text, proc_s& work);
 
-// Takes the counters of an io text; its newlines are overwritten.
-void fgParseProcIo(char* text, proc_s& work);
+// Takes the counters of an io text.
+void fgParseProcIo(const char* text, proc_s& work);
 
 // Puts the name on the first line of a status text ("Name:\tkthreadd\n...") into brackets, for a process
 // without a command line. to has PROC_NAME_SIZE bytes. Returns its length; 0 when the text has no name, to is

@@ -49,6 +49,17 @@ char* fMbyteText(unsigned long mb, unsigned long base, float scaled, float scale
     if (scaled >= static_cast<float>(base)) return fSizeText("%.1f T", static_cast<double>(scaledTwice));
     return fSizeText("%.1f G", static_cast<double>(scaled));
 }
+// Writes seconds as a person reads them, without a terminator.
+void fPutDuration(char* to, int seconds)
+{
+    const auto rest = static_cast<unsigned long>(std::max(seconds, 0));
+    if (rest >= 86400) to = fgPutText(fgPutInteger(to, rest / 86400), " days ");
+    to = fgPutTwoDigits(to, rest / 3600 % 24);
+    *to++ = ':';
+    to = fgPutTwoDigits(to, rest / 60 % 60);
+    *to++ = ':';
+    fgPutTwoDigits(to, rest % 60);
+}
 } // namespace
 
 CSSUtil::CSSUtil() : m_nPGShift(fKilobyteShift(getpagesize())), m_strHtime{}, m_strStime{}, m_stOldTime{} {}
@@ -129,7 +140,7 @@ double CSSUtil::fGetElapsedTime()
 char* CSSUtil::fFormatTime(int seconds)
 {
     memset(m_strHtime, 0, sizeof(m_strHtime));
-    fgPutDuration(m_strHtime, seconds);
+    fPutDuration(m_strHtime, seconds);
     return m_strHtime;
 }
 
@@ -246,15 +257,4 @@ double fgElapsedSeconds(const timeval& from, const timeval& to)
     const long seconds = to.tv_sec - from.tv_sec;
     const auto micro = static_cast<float>(to.tv_usec - from.tv_usec);
     return static_cast<double>(seconds) + static_cast<double>(micro) * 1e-6;
-}
-
-char* fgPutDuration(char* to, int seconds)
-{
-    const auto rest = static_cast<unsigned long>(std::max(seconds, 0));
-    if (rest >= 86400) to = fgPutText(fgPutInteger(to, rest / 86400), " days ");
-    to = fgPutTwoDigits(to, rest / 3600 % 24);
-    *to++ = ':';
-    to = fgPutTwoDigits(to, rest / 60 % 60);
-    *to++ = ':';
-    return fgPutTwoDigits(to, rest % 60);
 }

@@ -77,6 +77,3 @@ public:
 // Seconds between two times of the wall clock. The microseconds pass through single precision first, which
 // changes the last digits: kept, so that rates stay comparable with those recorded before.
 double fgElapsedSeconds(const timeval& from, const timeval& to);
-
-// Writes seconds as fFormatTime does, without a terminator, and returns the end; to has 20 bytes or more.
-char* fgPutDuration(char* to, int seconds);

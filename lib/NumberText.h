@@ -70,7 +70,8 @@ private:
         bool l_bNegative = false;
         bool l_bSaturated = false;
     };
-    template <unsigned BASE> inline bool fMagnitude(ST_MAGNITUDE& number);
+    inline bool fPlain(unsigned long& value);
+    template <unsigned BASE> bool fMagnitude(ST_MAGNITUDE& number);
     template <unsigned BASE> inline bool fModulo(unsigned long& value);
     static bool fIsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
     template <unsigned BASE> static inline unsigned fDigit(char c); // BASE or more for what is no digit
@@ -108,33 +109,42 @@ template <unsigned BASE> inline unsigned CNumberScan::fDigit(char c)
     return letter < 6 ? letter + 10 : BASE;
 }
 
-template <unsigned BASE> inline bool CNumberScan::fMagnitude(ST_MAGNITUDE& number)
+// Nearly every number of kernel text: a blank at most, and then digits that fit. Takes nothing else, and
+// leaves the text where it stood then.
+inline bool CNumberScan::fPlain(unsigned long& value)
 {
+    constexpr int SAFE_DIGITS = 18; // fit a long, whatever they are
     const char* at = m_pstrAt;
-    if (*at == ' ') at++; // what stands between two numbers of kernel text
-    unsigned digit = fDigit<BASE>(*at);
-    if (digit >= BASE) {
-        while (fIsBlank(*at))
-            at++;
-        number.l_bNegative = *at == '-';
-        if (*at == '-' || *at == '+') at++;
-        digit = fDigit<BASE>(*at);
-        if (digit >= BASE) return false;
-    }
-    if (BASE == 16 && *at == '0' && (at[1] | 0x20) == 'x')
-        digit = fDigit<BASE>(*(at += 2)); // "0x" alone is 0
+    if (*at == ' ') at++;
     const char* const start = at;
     unsigned long sum = 0;
-    for (; digit < BASE; digit = fDigit<BASE>(*++at))
+    for (unsigned digit = 0; (digit = fDigit<10>(*at)) < 10; at++)
+        sum = sum * 10 + digit;
+    if (at == start || at - start > SAFE_DIGITS) return false;
+    value = sum;
+    m_pstrAt = at;
+    return true;
+}
+
+template <unsigned BASE> bool CNumberScan::fMagnitude(ST_MAGNITUDE& number)
+{
+    const char* at = m_pstrAt;
+    while (fIsBlank(*at))
+        at++;
+    number.l_bNegative = *at == '-';
+    if (*at == '-' || *at == '+') at++;
+    unsigned digit = fDigit<BASE>(*at);
+    if (digit >= BASE) return false;
+    if (BASE == 16 && *at == '0' && (at[1] | 0x20) == 'x')
+        digit = fDigit<BASE>(*(at += 2)); // "0x" alone is 0
+    constexpr int SAFE_DIGITS = 16;       // of any base here fit 64 bits
+    const char* const safe = at + SAFE_DIGITS;
+    unsigned long sum = 0;
+    for (; digit < BASE && at != safe; digit = fDigit<BASE>(*++at))
         sum = sum * BASE + digit;
-    constexpr int SAFE_DIGITS = 16; // of any base here fit 64 bits
-    if (at - start > SAFE_DIGITS) {
-        sum = 0;
-        for (const char* again = start; again != at; again++)
-            number.l_bSaturated |=
-                __builtin_mul_overflow(sum, static_cast<unsigned long>(BASE), &sum) ||
-                __builtin_add_overflow(sum, static_cast<unsigned long>(fDigit<BASE>(*again)), &sum);
-    }
+    for (; digit < BASE; digit = fDigit<BASE>(*++at))
+        number.l_bSaturated |= __builtin_mul_overflow(sum, static_cast<unsigned long>(BASE), &sum) ||
+                               __builtin_add_overflow(sum, static_cast<unsigned long>(digit), &sum);
     number.l_ulValue = number.l_bSaturated ? ULONG_MAX : sum;
     m_pstrAt = at;
     return true;
@@ -142,6 +152,11 @@ template <unsigned BASE> inline bool CNumberScan::fMagnitude(ST_MAGNITUDE& numbe
 
 inline bool CNumberScan::fLong(long& value)
 {
+    unsigned long plain = 0;
+    if (fPlain(plain)) {
+        value = static_cast<long>(plain);
+        return true;
+    }
     ST_MAGNITUDE number;
     if (!fMagnitude<10>(number)) return false;
     if (number.l_ulValue > static_cast<unsigned long>(LONG_MAX))
@@ -170,11 +185,16 @@ template <unsigned BASE> inline bool CNumberScan::fModulo(unsigned long& value)
 
 inline bool CNumberScan::fUnsigned(unsigned long& value)
 {
-    return fModulo<10>(value);
+    return fPlain(value) || fModulo<10>(value);
 }
 
 inline bool CNumberScan::fHex(unsigned long long& value)
 {
+    if (m_pstrAt[0] == ' ' && m_pstrAt[1] == '0' && m_pstrAt[2] == ' ') { // what most masks of signals are
+        value = 0;
+        m_pstrAt += 2;
+        return true;
+    }
     unsigned long same = 0;
     if (!fModulo<16>(same)) return false;
     value = same;

@@ -50,6 +50,8 @@ public:
     char* fEnd() const { return m_pstrText + m_nUsed; }
     void fCommit(const char* end);
 
+    size_t fRoom() const { return static_cast<size_t>(m_nSize) - m_nUsed; } // free bytes, terminator included
+
     size_t fUsed() const { return m_nUsed; }
 
 private:

@@ -247,26 +247,6 @@ TEST(ProcInfo, SharesOfFallenCountersAreWhole)
     EXPECT_FLOAT_EQ(now->l_dPCPU, 30);
 }
 
-TEST(ProcInfo, LocalTimesAreThoseOfTheSystem)
-{
-    CSSUtil util;
-    CLocalTimes times;
-    std::mt19937 random(5);
-    for (const char* zone : {"UTC", "Europe/Berlin", "America/St_Johns", "Australia/Lord_Howe"}) {
-        setenv("TZ", zone, 1);
-        tzset();
-        times.fClear();
-        for (int i = 0; i < 20000; i++) {
-            const int when = i < 10000 ? static_cast<int>(random()) : 1711800000 + i * 12; // near a change
-            char text[36];
-            ASSERT_EQ(std::string(text, times.fPut(text, when, util)), util.fGetLocalTime(when))
-                << zone << when;
-        }
-    }
-    unsetenv("TZ");
-    tzset();
-}
-
 TEST(ProcInfo, OldKernelsAskTheScripts)
 {
     const CTestTree tree;
