@@ -13,18 +13,26 @@
 #include "collect/MM_PROC_Info.h"
 #include "collect/MM_VM_Info.h"
 #include "driver/PrintInfo.h"
+#include "inventory/Disk_Info.h"
+#include "inventory/Memory_Info.h"
+#include "inventory/NIC_Info.h"
+#include "inventory/Pci_Info.h"
 #include "lib/NGFunctions.h"
 
 namespace
 {
 using CClock = std::chrono::steady_clock;
 
-// The collectors, built in the order of their members.
+// The collectors and the inventory readers, built in the order of their members. No pass asks the readers.
 struct ST_COLLECTORS
 {
     std::unique_ptr<CMM_CPU_Info> l_pclCpu = std::make_unique<CMM_CPU_Info>();
     std::unique_ptr<CMM_LA_Info> l_pclLa = std::make_unique<CMM_LA_Info>();
     std::unique_ptr<CMM_VM_Info> l_pclVm = std::make_unique<CMM_VM_Info>();
+    std::unique_ptr<CNIC_Info> l_pclNicInventory = std::make_unique<CNIC_Info>();
+    std::unique_ptr<CDisk_Info> l_pclDiskInventory = std::make_unique<CDisk_Info>();
+    std::unique_ptr<CPci_Info> l_pclPciInventory = std::make_unique<CPci_Info>();
+    std::unique_ptr<CMemory_Info> l_pclMemoryInventory = std::make_unique<CMemory_Info>();
     std::unique_ptr<CMM_MEM_Info> l_pclMem = std::make_unique<CMM_MEM_Info>();
     std::unique_ptr<CMM_IO_Info> l_pclIo = std::make_unique<CMM_IO_Info>();
     std::unique_ptr<CMM_PROC_Info> l_pclProc = std::make_unique<CMM_PROC_Info>();
@@ -38,6 +46,10 @@ struct ST_COLLECTORS
         l_pclVm.reset();
         l_pclMem.reset();
         l_pclIo.reset();
+        l_pclMemoryInventory.reset();
+        l_pclNicInventory.reset();
+        l_pclDiskInventory.reset();
+        l_pclPciInventory.reset();
     }
 };
 

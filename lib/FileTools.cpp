@@ -135,3 +135,27 @@ int fgMakeDirectory(const char* path)
     // Kept: the one error that counts as success. "Permission denied" (EACCES) does not.
     return errno == EPERM ? 1 : -1;
 }
+
+int fgInitFP()
+{
+    return 1;
+}
+
+int fgNPrintFP()
+{
+    return 1;
+}
+
+FILE* fgND_FOPEN(const char* path, const char* mode)
+{
+    if (path != nullptr && mode != nullptr) return fopen64(path, mode);
+    errno = EINVAL;
+    return nullptr;
+}
+
+int fgND_FCLOSE(FILE* f)
+{
+    if (f != nullptr) return fclose(f);
+    errno = EINVAL;
+    return EOF;
+}

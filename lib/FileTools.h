@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
 
 // Small file utilities. Paths are the program's own, relative to its folder or absolute; the host root does
-// not apply. None of them locks. Files are made with the modes told here less the process's umask, and never
-// through a symbolic link in the last place of their path.
+// not apply. None of them locks. Files are made with the modes told here less the process's umask, and, but
+// for fgND_FOPEN, never through a symbolic link in the last place of their path.
 
 constexpr size_t FILE_NAME_SIZE = 256; // bytes of the longest file name of Linux, terminator included
 
@@ -30,3 +31,13 @@ int fgTouchFile(const char* path);
 // message then goes to standard error for every folder that could not. Opening it being "not permitted"
 // (EPERM) counts as 1.
 int fgMakeDirectory(const char* path);
+
+// Hooks for counting open files. They do nothing and return 1.
+int fgInitFP();
+int fgNPrintFP();
+
+// The place where opened and closed files could be counted. fgND_FOPEN opens as fopen does, mode and all,
+// with 64-bit offsets on every machine; it returns the stream, the caller's, for fgND_FCLOSE, or null with
+// errno set. fgND_FCLOSE returns what fclose does: 0, or EOF with errno set. A null argument is EINVAL.
+FILE* fgND_FOPEN(const char* path, const char* mode);
+int fgND_FCLOSE(FILE* f);

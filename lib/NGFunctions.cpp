@@ -2,10 +2,12 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <string>
 #include <string_view>
 #include <sys/select.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include "lib/LogGate.h"
@@ -31,6 +33,18 @@ int fgUSleep(int us)
     timeval wait = {us / MICROSECONDS, us % MICROSECONDS};
     select(0, nullptr, nullptr, nullptr, &wait);
     return 1;
+}
+
+double fGetCurTarnTime()
+{
+    timeval now;
+    gettimeofday(&now, nullptr);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) * 1e-6;
+}
+
+int fGetPushCurTarnTime()
+{
+    return static_cast<int>(time(nullptr));
 }
 
 unsigned int ELFHash(const char* s)

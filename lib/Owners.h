@@ -17,6 +17,10 @@ struct CStreamCloser
 {
     void operator()(FILE* stream) const { fclose(stream); }
 };
+struct CPipeCloser
+{
+    void operator()(FILE* pipe) const { pclose(pipe); }
+};
 struct CDirCloser
 {
     void operator()(DIR* dir) const { closedir(dir); }
@@ -24,6 +28,7 @@ struct CDirCloser
 
 using COwnedText = std::unique_ptr<char, CFreeDeleter>; // text from malloc
 using COwnedStream = std::unique_ptr<FILE, CStreamCloser>;
+using COwnedPipe = std::unique_ptr<FILE, CPipeCloser>; // from popen; waits for the command
 using COwnedDir = std::unique_ptr<DIR, CDirCloser>;
 
 // Owner of a file descriptor; -1 means none.

@@ -16,10 +16,11 @@ inline bool fgIsShellSafe(std::string_view text, std::string_view extra = "")
     return !text.empty();
 }
 
-// A path as one word of a shell command line: as it is when the shell takes it so, quoted otherwise.
-inline std::string fgShellWord(std::string_view path)
+// A path as one word of a shell command line: as it is when it is safe with the characters of extra, quoted
+// otherwise.
+inline std::string fgShellWord(std::string_view path, std::string_view extra = "/+%,")
 {
-    if (fgIsShellSafe(path, "/+%,")) return std::string(path);
+    if (fgIsShellSafe(path, extra)) return std::string(path);
     std::string word = "'";
     for (const char character : path)
         word += character == '\'' ? std::string("'\\''") : std::string(1, character);

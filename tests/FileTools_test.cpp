@@ -49,6 +49,15 @@ TEST(FileTools, MovesFilesOfEverySizeOrLeavesBoth)
     EXPECT_EQ(fgReadFile("to").size(), 3U);
 }
 
+TEST(FileTools, HooksOpenAndClose)
+{
+    const CTestTree tree;
+    EXPECT_EQ(fgInitFP() + fgNPrintFP(), 2);
+    EXPECT_EQ(fgND_FCLOSE(fgND_FOPEN("file", "w")), 0);
+    EXPECT_TRUE(!fgND_FOPEN("none", "r") && !fgND_FOPEN("file", nullptr) && !fgND_FOPEN(nullptr, "r"));
+    EXPECT_EQ(fgND_FCLOSE(nullptr), EOF);
+}
+
 TEST(FileTools, TouchesByMakingAnew)
 {
     const CTestTree tree;

@@ -1,5 +1,6 @@
 #include "lib/NGFunctions.h"
 
+#include <cmath>
 #include <filesystem>
 #include <gtest/gtest.h>
 
@@ -22,6 +23,13 @@ TEST(ElfHash, IsTheKeyOfEveryName)
     };
     for (const auto& row : rows)
         EXPECT_EQ(ELFHash(row.text), row.hash) << row.why;
+}
+
+TEST(Clocks, TellTheTimeOfDay)
+{
+    EXPECT_LE(time(nullptr) - fGetPushCurTarnTime(), 1);
+    EXPECT_NEAR(fGetCurTarnTime(), fGetPushCurTarnTime(), 1.5);
+    EXPECT_TRUE(fmod(fGetCurTarnTime(), 1) != 0 || fmod(fGetCurTarnTime(), 1) != 0) << "to the microsecond";
 }
 
 TEST(OidFile, IsReplacedByEveryWrite)

@@ -1,0 +1,7 @@
+#pragma once
+
+#include "inventory/ModelName.h"
+
+// A CD-ROM drive.
+class CCdrom : public CModelName<128>
+{};
