@@ -27,7 +27,7 @@ constexpr timeval PORTMAPPER_WAIT = {2, 0}; // stands over the call's: the libra
 constexpr timeval CALL_WAIT = {5, 0};
 constexpr unsigned CONNECT_SECONDS = 5;
 
-// Kept for the agents' debuggers, which look for it by name; nothing here depends on it.
+// Kept by its name; nothing here depends on it.
 [[maybe_unused]] int timeout;
 
 // A client of a program at a port of the server, both of whose time-outs are wait; null when there is none.

@@ -54,8 +54,8 @@ void fgCNSocket_CathAlam(int);
 // - g_nBlockChkSec, about every 11 seconds and only while g_nBlockChkFlag is 1: a loop that is supervised
 //   stores the time here. When that is longer ago than g_nBlockTimeOut, SIGALRM is sent and the time is now.
 // The globals are those of driver/RunConfig.h; once the thread runs, touch them through lib/SharedFlag.h. The
-// start sets g_nAlarmThStatus to 1, g_nAlarmSec to 0, g_nBlockChkSec to now, g_nBlockTimeOut from the
-// argument and, where it is below 1, g_nSignalPid to this process. SIGALRM ends a process that has no handler
-// for it: install one first. Lines of level 3 under "UNI" (LOG_WATCHDOG) tell what was sent, the armed
-// seconds and the number of the last trace breadcrumb (lib/Trace.h).
+// start sets g_nAlarmSec to 0, g_nBlockChkSec to now, g_nBlockTimeOut from the argument, g_nSignalPid, where
+// it is below 1, to this process and, last, g_nAlarmThStatus to 1: arm it after that. SIGALRM ends a process
+// that has no handler for it: install one first. Lines of level 3 under "UNI" (LOG_WATCHDOG) tell what was
+// sent, the armed seconds and the number of the last trace breadcrumb (lib/Trace.h).
 void* fgAlarmTh(int* blockTimeOut);

@@ -52,11 +52,11 @@ void fLookAtHeartbeat()
 
 void* fgAlarmTh(int* blockTimeOut)
 {
-    fgStoreFlag(g_nAlarmThStatus, 1);
     fgStoreFlag(g_nAlarmSec, 0);
     fgStoreFlag(g_nBlockChkSec, time(nullptr));
     if (fgLoadFlag(g_nSignalPid) < 1) fgStoreFlag(g_nSignalPid, getpid());
     fgStoreFlag(g_nBlockTimeOut, blockTimeOut == nullptr || *blockTimeOut < 1 ? 0 : *blockTimeOut);
+    fgStoreFlag(g_nAlarmThStatus, 1); // last: who sees it may arm
 
     int passed = 0;
     int passes = 0;
