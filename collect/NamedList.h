@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <unordered_map>
 
 #include "lib/FixedText.h"
 
@@ -14,8 +15,8 @@ constexpr int LIST_ORDER_PREPEND = 2;
 
 // A doubly linked list of records of network interfaces, which keeps them in the order of their insertion and
 // has a cursor. A node TNode has a text m_strIFName, a fixed array, the links m_pstNext and m_pstPrev, and
-// whatever else it holds. Names are compared byte by byte, letter case included. Lookups walk the list: it is
-// meant for hundreds of interfaces. The nodes belong to the list. Nothing here locks or logs.
+// whatever else it holds. Names are compared byte by byte, letter case included. The nodes belong to the list
+// and are found by an index of their names: leave names and links as they are. Nothing here locks or logs.
 template <class TNode> class CNamedList
 {
 public:
@@ -88,11 +89,13 @@ protected:
 
 private:
     static std::string_view fNameOf(const TNode& node);
+    TNode* fFind(std::string_view name) const;
     void fLinkBefore(TNode* node, TNode* position);
     void fUnlink(TNode* node);
     TNode* fStep(TNode* TNode::*link);
 
     const char* m_pstrAllocationText;
+    std::unordered_map<std::string_view, TNode*> m_clFirst; // of each name, which is that node's
 };
 
 template <class TNode> int CNamedList<TNode>::fAddNode(const TNode* node)
@@ -119,18 +122,15 @@ template <class TNode> int CNamedList<TNode>::fAddNode(const TNode* node)
 
 template <class TNode> int CNamedList<TNode>::fSearchInsertPosition(const TNode* node, TNode*& position) const
 {
-    for (position = m_pstHead; position != nullptr; position = position->m_pstNext)
-        if (fNameOf(*position) == fNameOf(*node)) return 0;
+    position = fFind(fNameOf(*node));
+    if (position != nullptr) return 0;
     if (m_nListOrderType == LIST_ORDER_PREPEND) position = m_pstHead;
     return 1;
 }
 
 template <class TNode> TNode* CNamedList<TNode>::fGetNode(const char* name) const
 {
-    TNode* node = name == nullptr ? nullptr : m_pstHead;
-    while (node != nullptr && fNameOf(*node) != name)
-        node = node->m_pstNext;
-    return node;
+    return name == nullptr ? nullptr : fFind(name);
 }
 
 template <class TNode> int CNamedList<TNode>::fDeleteNode(const char* name)
@@ -157,6 +157,7 @@ template <class TNode> int CNamedList<TNode>::fDeleteLinkedList(TNode* node)
 template <class TNode> long CNamedList<TNode>::fFreeAll()
 {
     long freed = 0;
+    m_clFirst.clear();
     for (TNode* next = nullptr; m_pstHead != nullptr; m_pstHead = next, freed++) {
         next = m_pstHead->m_pstNext;
         delete m_pstHead;
@@ -204,7 +205,13 @@ template <class TNode> std::string_view CNamedList<TNode>::fNameOf(const TNode& 
     return {node.m_strIFName, strnlen(node.m_strIFName, sizeof(node.m_strIFName) - 1)};
 }
 
-// A null position stands for the end.
+template <class TNode> TNode* CNamedList<TNode>::fFind(std::string_view name) const
+{
+    const auto entry = m_clFirst.find(name);
+    return entry == m_clFirst.end() ? nullptr : entry->second;
+}
+
+// A null position stands for the end. Nodes of one name stand side by side, and a new one is their first.
 template <class TNode> void CNamedList<TNode>::fLinkBefore(TNode* node, TNode* position)
 {
     TNode*& before = position != nullptr ? position->m_pstPrev : m_pstEnd;
@@ -212,6 +219,8 @@ template <class TNode> void CNamedList<TNode>::fLinkBefore(TNode* node, TNode* p
     node->m_pstNext = position;
     (before != nullptr ? before->m_pstNext : m_pstHead) = node;
     before = node;
+    m_clFirst.erase(fNameOf(*node)); // the key goes with the node that it is in
+    m_clFirst.emplace(fNameOf(*node), node);
     m_lNodeCnt++;
 }
 
@@ -220,6 +229,11 @@ template <class TNode> void CNamedList<TNode>::fUnlink(TNode* node)
     TNode* const before = node->m_pstPrev;
     TNode* const behind = node->m_pstNext;
     if (m_pstCurPosition == node) m_pstCurPosition = before != nullptr ? before : behind;
+    if (fFind(fNameOf(*node)) == node) {
+        m_clFirst.erase(fNameOf(*node));
+        if (behind != nullptr && fNameOf(*behind) == fNameOf(*node))
+            m_clFirst.emplace(fNameOf(*behind), behind);
+    }
     (before != nullptr ? before->m_pstNext : m_pstHead) = behind;
     (behind != nullptr ? behind->m_pstPrev : m_pstEnd) = before;
     m_lNodeCnt--;
