@@ -10,6 +10,7 @@
 #include "collect/MM_IO_Info.h"
 #include "collect/MM_LA_Info.h"
 #include "collect/MM_MEM_Info.h"
+#include "collect/MM_NWT_Info.h"
 #include "collect/MM_PROC_Info.h"
 #include "collect/MM_VM_Info.h"
 #include "driver/PrintInfo.h"
@@ -27,6 +28,7 @@ struct ST_COLLECTORS
     std::unique_ptr<CMM_VM_Info> l_pclVm = std::make_unique<CMM_VM_Info>();
     std::unique_ptr<CMM_MEM_Info> l_pclMem = std::make_unique<CMM_MEM_Info>();
     std::unique_ptr<CMM_IO_Info> l_pclIo = std::make_unique<CMM_IO_Info>();
+    std::unique_ptr<CMM_NWT_Info> l_pclNwt = std::make_unique<CMM_NWT_Info>();
     std::unique_ptr<CMM_PROC_Info> l_pclProc = std::make_unique<CMM_PROC_Info>();
 
     // They go in an order of their own.
@@ -38,6 +40,7 @@ struct ST_COLLECTORS
         l_pclVm.reset();
         l_pclMem.reset();
         l_pclIo.reset();
+        l_pclNwt.reset();
     }
 };
 
@@ -62,6 +65,7 @@ const ST_PRINT PRINTS[] = {
     {"swp", [](ST_COLLECTORS& c, double) { print_swp(c.l_pclMem->fMGetSwap()); }},
     {"memcnt", [](ST_COLLECTORS& c, double) { prnit_memcnt(c.l_pclMem.get()); }},
     {"io", [](ST_COLLECTORS& c, double elapsed) { print_io_v2(c.l_pclIo.get(), elapsed); }},
+    {"nwt", [](ST_COLLECTORS& c, double elapsed) { print_nwt_info(c.l_pclNwt.get(), elapsed); }},
     {"proc", [](ST_COLLECTORS& c, double) { print_proc_v2(c.l_pclProc.get()); }},
 };
 
