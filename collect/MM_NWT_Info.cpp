@@ -20,6 +20,7 @@
 namespace
 {
 constexpr size_t READ_NAME_SIZE = 256; // bytes for the reader's name
+constexpr size_t NETWORK_ROW_SIZE = NETWORK_NAME_SIZE + 16 * (NUMBER_TEXT_SIZE + 4); // bytes, at most
 
 // Seconds since a moment, which becomes now.
 double fRestart(timeval& since)
@@ -53,16 +54,6 @@ std::unique_ptr<_ST_NETWORK_OLD_LIST> fNewSample(const _ST_STATIC_NETWORK& curre
     sample->l_ulBandWidth = current.l_ulBandWidth;
     sample->l_nDuplexFlag = current.l_nDuplexFlag;
     return sample;
-}
-
-CRowWriter fStartRow(char* to, int index, std::string_view name, int link)
-{
-    CRowWriter row(to);
-    row.fOpen();
-    row.fInt(index);
-    row.fText(name);
-    row.fInt(link);
-    return row;
 }
 } // namespace
 
@@ -249,11 +240,8 @@ void CMM_NWT_Info::fTakeRow(ST_PASS& pass)
     if (isNew || m_nInsertFirst == 0) return;
     fMNetComputeIo(&current, previous.get(), pass.l_dElapsed);
     fgKeepNetworkCounters(*previous, current);
-    char row[NETWORK_ROW_SIZE];
-    const char* end =
-        fgPutNetworkRow(row, ++m_nInterfaceTAQCnt, current.l_strIfName,
-                        fLinkAlive(pass.l_clProbe, current.l_strIfName), fgNetworkColumns(*m_pstNetworkInfo));
-    fAppendRow({row, static_cast<size_t>(end - row)});
+    const NETWORK_COLUMNS columns = fgNetworkColumns(*m_pstNetworkInfo);
+    fAppendRow(current.l_strIfName, fLinkAlive(pass.l_clProbe, current.l_strIfName), &columns);
     if (g_nNetworkExtGather == 1) fMatchNicName(current.l_strIfName);
     pass.l_nCounted++;
 }
@@ -294,10 +282,20 @@ void CMM_NWT_Info::fWriteHeader(bool push)
     g_stringNetwork.assign(m_pStrInterfaceTAQ, table.fUsed());
 }
 
-void CMM_NWT_Info::fAppendRow(std::string_view row)
+// A row, of "-" where there are no values.
+void CMM_NWT_Info::fAppendRow(std::string_view name, int link, const NETWORK_COLUMNS* columns)
 {
-    fgReplaceText(m_pStrInterfaceTAQ, static_cast<size_t>(m_nInterfaceTAQSize), row);
-    g_stringNetwork.append(row);
+    char text[NETWORK_ROW_SIZE];
+    CRowWriter row(text);
+    row.fOpen();
+    row.fInt(++m_nInterfaceTAQCnt);
+    row.fText(name);
+    row.fInt(link);
+    for (size_t i = 0; i < std::tuple_size_v<NETWORK_COLUMNS>; i++)
+        columns == nullptr ? row.fText("-") : row.fDecimal((*columns)[i]);
+    const std::string_view whole(text, static_cast<size_t>(row.fAt() - text));
+    fgReplaceText(m_pStrInterfaceTAQ, static_cast<size_t>(m_nInterfaceTAQSize), whole);
+    g_stringNetwork.append(whole);
     m_pstrNetworkInfo = g_stringNetwork.c_str(); // it may have moved
 }
 
@@ -341,20 +339,4 @@ int CMM_NWT_Info::fReturnBand(const char* ifname, unsigned long* bandwidth, int*
     fgLog(LOG_NETWORK, LOG_NORMAL, m_strLogMsg, "fReturnBand ifname[%s] Band[%lu], Duplex[%d]", ifname,
           *bandwidth, *duplex);
     return 1;
-}
-
-char* fgPutNetworkRow(char* to, int index, std::string_view name, int link, const NETWORK_COLUMNS& columns)
-{
-    CRowWriter row = fStartRow(to, index, name, link);
-    for (const double value : columns)
-        row.fDecimal(value);
-    return row.fAt();
-}
-
-char* fgPutNetworkExtRow(char* to, int index, std::string_view name, int link)
-{
-    CRowWriter row = fStartRow(to, index, name, link);
-    for (size_t i = 0; i < NETWORK_COLUMNS().size(); i++)
-        row.fText("-");
-    return row.fAt();
 }

@@ -14,20 +14,18 @@
 #include "collect/SSUtil.h"
 #include "collect/SampleIndex.h"
 #include "lib/LogGate.h"
-#include "lib/NumberText.h"
 
-constexpr size_t NETWORK_NAME_SIZE = 128;    // bytes of an interface's name in a record, terminator included
-constexpr size_t NETWORK_LINK_SIZE = 16;     // bytes of the link word, terminator included
-constexpr double NETWORK_PACKET_LIMIT = 1e9; // packets per second that no interface does
-constexpr double NETWORK_KILOBYTE_LIMIT = 1500000; // KB per second, likewise
+constexpr size_t NETWORK_NAME_SIZE = 128; // bytes of an interface's name in a record, terminator included
+constexpr size_t NETWORK_LINK_SIZE = 16;  // bytes of the link word, terminator included
+// What exceeds these shows as -1 in a row. The second is 12 Gbit/s, kept for faster interfaces as well.
+constexpr double NETWORK_PACKET_LIMIT = 1e9;       // packets per second
+constexpr double NETWORK_KILOBYTE_LIMIT = 1500000; // KB per second
 
-// Text output: the header, the row of an interface, and that of one whose counters are not there.
+// Text output. A row has the same columns behind the row separator, each followed by the field separator:
+// numbers with two decimals, "-" where the counters are not there.
 constexpr char HEADER_NETWORK[] = "INDEX%sNAME%sLINK%sINPKT%sOUTPKT%sINBYTE%sOUTBYTE%sINERR%sOUTERR%s"
                                   "INERRRATE%sOUTERRRATE%sCOLLISION%sCOLLISIONRATE%sRATE%sRXRATE%sTXRATE%s";
 constexpr char PUSH_START_NETWORK[] = "%s%s4.6.7.0%s"; // agent key, push row, push field; the header follows
-constexpr char ROW_NETWORK[] =
-    "%s%d%s%s%s%d%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s";
-constexpr char ROW_NETWORK_EXT[] = "%s%d%s%s%s%d%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s%s";
 
 using NETWORK_COLUMNS = std::array<double, 13>; // the values of a row, INPKT to TXRATE
 
@@ -207,7 +205,7 @@ private:
     CSSList* fFinish(ST_PASS& pass);
     void fAttachBandwidth(_ST_STATIC_NETWORK& current);
     void fWriteHeader(bool push);
-    void fAppendRow(std::string_view row);
+    void fAppendRow(std::string_view name, int link, const NETWORK_COLUMNS* columns);
     _ST_NETWORK* fCompute(const _ST_STATIC_NETWORK& current, const _ST_STATIC_NETWORK* previous,
                           double elapsed);
     void fTraceSteps(const _ST_STATIC_NETWORK& current, const _ST_STATIC_NETWORK& previous);
@@ -239,9 +237,3 @@ void fgKeepNetworkCounters(_ST_STATIC_NETWORK& stored, const _ST_STATIC_NETWORK&
 // The values of a row: bytes as KB of 1024 bytes, what is below 0 as 0, and -1 for what exceeds its limit
 // (packets, KB, percent). What is not known in the record, -1, so shows as 0.
 NETWORK_COLUMNS fgNetworkColumns(const _ST_NETWORK& interface);
-
-// Write what snprintf writes with ROW_NETWORK and with ROW_NETWORK_EXT, where every value is "-". The name is
-// shorter than NETWORK_NAME_SIZE; to has NETWORK_ROW_SIZE bytes. Return the end.
-constexpr size_t NETWORK_ROW_SIZE = NETWORK_NAME_SIZE + 16 * (NUMBER_TEXT_SIZE + 4);
-char* fgPutNetworkRow(char* to, int index, std::string_view name, int link, const NETWORK_COLUMNS& columns);
-char* fgPutNetworkExtRow(char* to, int index, std::string_view name, int link);

@@ -97,13 +97,8 @@ int CMM_NWT_Info::fAddExtNicTAQ()
 {
     if (!fMakeRowBuffers()) return 0;
     const _ST_NETWORKEXT_LIST* node = m_pclNetworkExtList->fGetHeadNode();
-    for (; node != nullptr; node = node->m_pstNext) {
-        if (node->m_nTAQFlag != 0) continue;
-        char row[NETWORK_ROW_SIZE];
-        const char* end = fgPutNetworkExtRow(row, ++m_nInterfaceTAQCnt, node->m_strIFName,
-                                             fGetLinkAlive(node->m_strIFName));
-        fAppendRow({row, static_cast<size_t>(end - row)});
-    }
+    for (; node != nullptr; node = node->m_pstNext)
+        if (node->m_nTAQFlag == 0) fAppendRow(node->m_strIFName, fGetLinkAlive(node->m_strIFName), nullptr);
     return 0;
 }
 
