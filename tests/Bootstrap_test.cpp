@@ -25,7 +25,7 @@ const ST_MACHINE MACHINES[] = {
     {"a tool from elsewhere", " ", "dpkg-query apt-get c++ ninja", "0", "", "", 0,
      "apt-get update\napt-get install cmake\n", "installing cmake"},
     {"several groups", " g++ cmake ninja-build ", "dpkg-query apt-get", "0", "", "build test bench", 0,
-     "apt-get update\napt-get install libgtest-dev libbenchmark-dev libproc2-dev\n",
+     "apt-get update\napt-get install libgtest-dev iproute2 libbenchmark-dev libproc2-dev\n",
      "installing libgtest-dev"},
     {"a user with sudo", " g++ cmake ", "dpkg-query apt-get sudo", "1000", "", "", 0,
      "sudo\napt-get update\nsudo\napt-get install ninja-build\n", "installing ninja-build"},
