@@ -190,8 +190,8 @@ public:
     int m_nInterfaceRealTAQSize;
     int m_nGatherCount;    // kept for the agent
     double m_dElapsedTime; // seconds
-    std::map<int, std::unique_ptr<_ST_NETWORK_OLD_LIST>>
-        m_NetworkMap;   // previous samples by ELFHash of the name
+    // Previous samples, text output, by ELFHash of the name.
+    std::map<int, std::unique_ptr<_ST_NETWORK_OLD_LIST>> m_NetworkMap;
     int m_nInsertFirst; // 0 until the first pass has ended
 
 private:
