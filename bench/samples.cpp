@@ -10,6 +10,7 @@
 #include "collect/MM_IO_Info.h"
 #include "collect/MM_LA_Info.h"
 #include "collect/MM_MEM_Info.h"
+#include "collect/MM_NWT_Info.h"
 #include "collect/MM_VM_Info.h"
 #include "driver/RunConfig.h"
 #include "lib/Owners.h"
@@ -52,6 +53,7 @@ void fContest(const ST_SAMPLE& sample)
 
 int main()
 {
+    if (chdir(HOSTMETRICS_RUNTIME "/agent/bin") != 0) return 1; // where the collectors find their scripts
     fgInitRunConfig();
     fgPrintMachine(stdout);
     CMM_CPU_Info records;
@@ -61,6 +63,7 @@ int main()
     CMM_VM_Info vm;
     CMM_MEM_Info memory;
     CMM_IO_Info disks;
+    CMM_NWT_Info network; // its scripts run once, here
     const ST_SAMPLE samples[] = {
         {"CPU, records",
          {"/proc/stat"},
@@ -79,6 +82,18 @@ int main()
         {"memory", {"/proc/meminfo"}, [&] { memory.fMGetMem(); }},
         {"swap", {"/proc/meminfo", "/proc/vmstat"}, [&] { memory.fMGetSwap(); }},
         {"disks, records", {"/proc/diskstats"}, [&] { disks.fMGetIoStat(1.0, 1, -1); }},
+        {"network, records",
+         {"/proc/net/dev"},
+         [&] {
+             g_nInterfaceStrType = 0;
+             network.fMGetNetworkStat(1.0, -1);
+         }},
+        {"network, text rows, which ask for each link",
+         {"/proc/net/dev"},
+         [&] {
+             g_nInterfaceStrType = 1;
+             network.fMGetNetworkStat(1.0, -1);
+         }},
     };
     for (const ST_SAMPLE& sample : samples)
         fContest(sample);

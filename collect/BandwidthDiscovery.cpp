@@ -12,13 +12,6 @@
 
 namespace
 {
-constexpr char COMMAND_BANDWIDTH_DUPLEX[] =
-    "../../utils/ETC/ShCmd 30 ./shell/LINUX/ifname_bandwidth_duplex.sh > %s 2> /dev/null";
-constexpr char COMMAND_BANDWIDTH[] =
-    "../../utils/ETC/ShCmd 10 ./shell/LINUX/ifname_bandwidth.sh > %s 2> /dev/null";
-constexpr char FILE_BANDWIDTH[] = "../aproc/shell/IFName_bandwidth.dat";
-constexpr char COMMAND_NAMES[] = "../../utils/ETC/ShCmd 10 ./shell/LINUX/IFName.sh > %s 2> /dev/null";
-constexpr char FILE_NAMES[] = "../aproc/shell/IFName.dat";
 constexpr char COMMAND_ONE[] = "../../utils/ETC/ShCmd 5 ./shell/LINUX/BandWidth.sh %s %s 2> /dev/null";
 constexpr char FILE_ONE[] = "../aproc/shell/BandWidth_%s.dat";
 
@@ -28,12 +21,22 @@ constexpr size_t SLAVE_AT = SLAVE_KEY.size() + 1; // behind its colon
 
 using CScratch = char (&)[LOG_SCRATCH_SIZE];
 
-COwnedStream fOpenResult(const char* path, CScratch scratch)
+// A script whose output goes to a file.
+struct ST_DISCOVERY
 {
-    COwnedStream file(fopen(path, "re"));
-    if (file == nullptr) fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth GTR failed(%s not found)", path);
-    return file;
-}
+    const char* l_strCommand;
+    const char* l_strResult;
+    const char* l_strTitle; // of its log lines
+    bool l_bTellsEnd;
+};
+constexpr ST_DISCOVERY DISCOVERY_DUPLEX{
+    "../../utils/ETC/ShCmd 30 ./shell/LINUX/ifname_bandwidth_duplex.sh > %s 2> /dev/null",
+    "../aproc/shell/IFName_bandwidth.dat", "Bandwidth Duplex", true};
+constexpr ST_DISCOVERY DISCOVERY_EACH{"../../utils/ETC/ShCmd 10 ./shell/LINUX/IFName.sh > %s 2> /dev/null",
+                                      "../aproc/shell/IFName.dat", "Bandwidth GTR", false};
+constexpr ST_DISCOVERY DISCOVERY_PLAIN{
+    "../../utils/ETC/ShCmd 10 ./shell/LINUX/ifname_bandwidth.sh > %s 2> /dev/null",
+    "../aproc/shell/IFName_bandwidth.dat", "Bandwidth GTR", true};
 
 // The next line without its newline; what is longer than the buffer comes as lines of its own.
 bool fNextLine(const COwnedStream& file, char (&line)[LINE_SIZE])
@@ -41,6 +44,20 @@ bool fNextLine(const COwnedStream& file, char (&line)[LINE_SIZE])
     if (file == nullptr || fgets(line, sizeof(line), file.get()) == nullptr) return false;
     line[strcspn(line, "\n")] = '\0';
     return true;
+}
+
+// Runs a discovery's script and hands over each line of its result.
+template <class TTake> void fDiscover(const ST_DISCOVERY& discovery, CScratch scratch, TTake take)
+{
+    fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "%s START", discovery.l_strTitle);
+    fgRunShell(discovery.l_strCommand, discovery.l_strResult);
+    const COwnedStream file(fopen(discovery.l_strResult, "re"));
+    if (file == nullptr)
+        fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth GTR failed(%s not found)", discovery.l_strResult);
+    char line[LINE_SIZE];
+    while (fNextLine(file, line))
+        take(line);
+    if (discovery.l_bTellsEnd) fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "%s END", discovery.l_strTitle);
 }
 
 // What to measure for an interface: of bonds and their VLANs the slave that is active.
@@ -73,47 +90,33 @@ void fMeasure(const char* ifname, const char* device, CBandwidthList& list, CScr
 
 void fgDiscoverBandwidthDuplex(CBandwidthList& list, char (&scratch)[LOG_SCRATCH_SIZE])
 {
-    fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth Duplex START");
-    fgRunShell(COMMAND_BANDWIDTH_DUPLEX, FILE_BANDWIDTH);
-    const COwnedStream file = fOpenResult(FILE_BANDWIDTH, scratch);
-    char line[LINE_SIZE];
-    while (fNextLine(file, line)) {
+    fDiscover(DISCOVERY_DUPLEX, scratch, [&](char* line) {
         _ST_BANDWIDTH_LIST found = {};
-        if (!fgParseBandwidthDuplex(line, found)) continue;
+        if (!fgParseBandwidthDuplex(line, found)) return;
         fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth Duplex-add-set[%s][%d][%d]", found.m_strIFName,
               static_cast<int>(found.m_lBandwidth), found.m_nDuplex);
         list.fAddLinkedList(found.m_strIFName, found.m_lBandwidth, found.m_nDuplex);
-    }
-    fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth Duplex END");
+    });
 }
 
 void fgDiscoverBandwidthEach(CBandwidthList& list, char (&scratch)[LOG_SCRATCH_SIZE])
 {
-    fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth GTR START");
-    fgRunShell(COMMAND_NAMES, FILE_NAMES);
-    const COwnedStream file = fOpenResult(FILE_NAMES, scratch);
-    char ifname[LINE_SIZE];
-    while (fNextLine(file, ifname)) {
+    fDiscover(DISCOVERY_EACH, scratch, [&](const char* ifname) {
         fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth [%s] GTR1", ifname);
         char device[BOND_SLAVE_SIZE];
         fChooseDevice(ifname, device);
         if (fgAcceptForShell(ifname, scratch) && fgAcceptForShell(device, scratch))
             fMeasure(ifname, device, list, scratch);
-    }
+    });
 }
 
 void fgDiscoverBandwidth(CBandwidthList& list, char (&scratch)[LOG_SCRATCH_SIZE])
 {
-    fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth GTR START");
-    fgRunShell(COMMAND_BANDWIDTH, FILE_BANDWIDTH);
-    const COwnedStream file = fOpenResult(FILE_BANDWIDTH, scratch);
-    char line[LINE_SIZE];
-    while (fNextLine(file, line)) {
+    fDiscover(DISCOVERY_PLAIN, scratch, [&](const char* line) {
         _ST_BANDWIDTH_LIST found = {};
         if (fgParseBandwidth(line, found))
             list.fAddLinkedList(found.m_strIFName, found.m_lBandwidth, found.m_nDuplex);
-    }
-    fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth GTR END");
+    });
 }
 
 int fgGetBondInfo(const char* ifname, char* activeSlave, size_t size)

@@ -121,7 +121,7 @@ CMM_IO_Info::CMM_IO_Info()
       m_stAllDiskList(nullptr), m_nAllDiskCnt(0), m_nDiskTAQCnt(0), m_pStrDiskTAQ(fgNewTableBuffer()),
       m_nDiskTAQSize(TABLE_START_SIZE), m_nDiskINVCnt(0), m_pStrDiskINV(fgNewTableBuffer()),
       m_nDiskINVSize(TABLE_START_SIZE), m_pstrDiskName(fgNewTableBuffer()),
-      m_nDiskNameSize(TABLE_START_SIZE), m_strDataPath{}, m_strLogMsg{}, m_bOldIndexed(false),
+      m_nDiskNameSize(TABLE_START_SIZE), m_strDataPath{}, m_strLogMsg{}, m_clOld(fCMPDeviceName),
       m_nDiskINVRoom(TABLE_START_SIZE), m_nDiskNameRoom(TABLE_START_SIZE)
 {
     fgSetSeparators(m_strSplit, m_strPushSplit);
@@ -232,7 +232,7 @@ bool CMM_IO_Info::fSampleDiskstats(ST_PASS& pass)
 {
     if (!m_clText.fRead("/proc/diskstats")) return false;
     fBeginRows(pass);
-    if (!pass.l_bRows) fIndexOld();
+    if (!pass.l_bRows) m_clOld.fBegin(*m_pclList_Old);
     pass.l_bDelivers = !pass.l_bRows || m_nInsertFirst != 0; // rows need samples to measure against
     while (const char* line = m_clText.fNextLine())
         if (!fSampleLine(pass, line)) break;
@@ -256,7 +256,7 @@ bool CMM_IO_Info::fSampleLine(ST_PASS& pass, const char* text)
 void CMM_IO_Info::fBeginOld(ST_PASS& pass)
 {
     fBeginRows(pass);
-    fIndexOld();
+    m_clOld.fBegin(*m_pclList_Old);
     pass.l_bDelivers = pass.l_nMode == 1;
 }
 
@@ -371,8 +371,7 @@ void CMM_IO_Info::fAppendBusiest(ST_PASS& pass)
 
 CSSList* CMM_IO_Info::fFinish(ST_PASS& pass)
 {
-    m_clOldIndex.clear();
-    m_bOldIndexed = false;
+    m_clOld.fEnd();
     if (pass.l_bPush && pass.l_bDelivers) fAppendBusiest(pass);
     return m_pclList;
 }

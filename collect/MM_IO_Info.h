@@ -11,6 +11,7 @@
 #include "collect/MM_INIT_Info.h"
 #include "collect/SSList.h"
 #include "collect/SSUtil.h"
+#include "collect/SampleIndex.h"
 #include "lib/HostFile.h"
 #include "lib/LogGate.h"
 #include "lib/NumberText.h"
@@ -213,17 +214,15 @@ private:
     bool fReadTable();
     bool fAddToInventory(const struct ST_LISTED_DISK& disk);
     bool fAddToTable(const struct ST_LISTED_DISK& disk);
-    void fIndexOld();
     void fStartResult(const _ST_COMPUTE_IO& current);
     bool fReadRecord(std::string& record);
     bool fTellSize(int size, const std::string& record);
 
     CHostText m_clText;                                  // the counter file of the pass
     std::unordered_map<std::string, int> m_clTableIndex; // entry of the device-name table by path
-    std::unordered_map<std::string_view, _ST_COMPUTE_IO*> m_clOldIndex; // of m_pclList_Old, during a pass
-    bool m_bOldIndexed;                                                 // m_clOldIndex can be asked
-    int m_nDiskINVRoom;                                                 // bytes behind m_pStrDiskINV
-    int m_nDiskNameRoom;                                                // bytes behind m_pstrDiskName
+    CSampleIndex<_ST_COMPUTE_IO, &_ST_COMPUTE_IO::l_strDEVname> m_clOld; // of m_pclList_Old
+    int m_nDiskINVRoom;                                                  // bytes behind m_pStrDiskINV
+    int m_nDiskNameRoom;                                                 // bytes behind m_pstrDiskName
 };
 
 // Match of two records that begin with a device path, for CSSList: 1 when the paths are equal, else 0. No

@@ -9,7 +9,6 @@
 namespace
 {
 constexpr char COMMAND_INVENTORY[] = "./shell/libinvdiskexe.sh 2 %d &";
-constexpr size_t RECORD_EXTRA = 16; // bytes that a buffer's size grows by beside the record's length
 } // namespace
 
 int CMM_IO_Info::fCommandINV(int number)
@@ -64,7 +63,7 @@ int CMM_IO_Info::fCommandExecute()
 bool CMM_IO_Info::fTellSize(int size, const std::string& record)
 {
     if (record.size() <= static_cast<size_t>(size)) return true;
-    const size_t told = static_cast<size_t>(size) + record.size() + RECORD_EXTRA;
+    const size_t told = static_cast<size_t>(size) + record.size() + INVENTORY_EXTRA;
     if (!fgReserveInventory(m_pStrDiskINV, m_nDiskINVRoom, told)) return false;
     m_nDiskINVSize = static_cast<int>(told);
     return true;

@@ -47,12 +47,6 @@ double fBusy(unsigned long ticks, double elapsed)
     return static_cast<double>(static_cast<float>(ticks)) / (elapsed * 1000) * 100;
 }
 
-// The name of a record, which a caller may have filled to the brim.
-template <class T> std::string_view fNameOf(const T& record)
-{
-    return {record.l_strDEVname, strnlen(record.l_strDEVname, sizeof(record.l_strDEVname) - 1)};
-}
-
 // Milliseconds an operation took. The kernels that have this count tens of milliseconds.
 double fAwait(const _ST_COMPUTE_IO& current, const _ST_COMPUTE_IO& previous)
 {
@@ -100,44 +94,20 @@ _ST_DISKIO* CMM_IO_Info::fMDiskComputeIo(const _ST_COMPUTE_IO* current, const _S
 
 _ST_COMPUTE_IO* CMM_IO_Info::fMGetOldCompIo(const _ST_COMPUTE_IO* current)
 {
-    if (m_bOldIndexed) {
-        const auto entry = m_clOldIndex.find(fNameOf(*current));
-        return entry == m_clOldIndex.end() ? nullptr : entry->second;
-    }
-    ST_SSNODE_T* node = m_pclList_Old->fSlSearch(current, sizeof(*current), fCMPDeviceName);
-    return node == nullptr ? nullptr : fgNodeElement<_ST_COMPUTE_IO>(node);
+    return m_clOld.fFind(*m_pclList_Old, *current);
 }
 
 int CMM_IO_Info::fMSetOldCompIo(const _ST_COMPUTE_IO* current)
 {
     _ST_COMPUTE_IO* previous = fMGetOldCompIo(current);
-    if (previous != nullptr) {
-        *previous = *current;
-        return 1;
-    }
-    ST_SSNODE_T* node = m_pclList_Old->fSlInsert(current, sizeof(*current), nullptr);
-    if (node == nullptr) return 0;
-    previous = fgNodeElement<_ST_COMPUTE_IO>(node);
-    if (m_bOldIndexed) m_clOldIndex.emplace(fNameOf(*previous), previous);
+    if (previous == nullptr) return m_clOld.fInsert(*m_pclList_Old, *current) ? 1 : 0;
+    *previous = *current;
     return 1;
-}
-
-// The stored samples by name, for one pass: a search of the list for each disk would make a pass quadratic.
-// Not kept longer, since the list is public.
-void CMM_IO_Info::fIndexOld()
-{
-    m_clOldIndex.clear();
-    ST_SSNODE_T* node = m_pclList_Old->fSlGetHeadNode();
-    while (node != nullptr && (node = node->m_pstNext) != nullptr) {
-        auto* previous = fgNodeElement<_ST_COMPUTE_IO>(node);
-        m_clOldIndex.emplace(fNameOf(*previous), previous);
-    }
-    m_bOldIndexed = true;
 }
 
 void CMM_IO_Info::fStartResult(const _ST_COMPUTE_IO& current)
 {
-    fgReplaceText(m_pstIO->l_strDEVname, fNameOf(current));
+    fgReplaceText(m_pstIO->l_strDEVname, m_clOld.fNameOf(current));
     memset(&m_pstIO->l_uiRead_ios, 0, sizeof(*m_pstIO) - offsetof(_ST_DISKIO, l_uiRead_ios));
     m_pstIO->l_nTotSize = current.l_nTotSize;
 }

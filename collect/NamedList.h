@@ -3,14 +3,15 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <unordered_map>
 
 #include "lib/FixedText.h"
 #include "lib/LinkedList.h"
 
 // A doubly linked list of records of network interfaces, which keeps them in the order of their insertion and
 // has a cursor. A node TNode has a text m_strIFName, a fixed array, besides what every list wants. Names are
-// compared byte by byte, letter case included. Lookups walk the list: it is meant for hundreds of interfaces.
-// The order types are those of lib/LinkedList.h; any other appends.
+// compared byte by byte, letter case included. Nodes are found by an index of their names: leave names and
+// links as they are. The order types are those of lib/LinkedList.h; any other appends.
 template <class TNode> class CNamedList : public CLinkedList<TNode>
 {
 public:
@@ -41,7 +42,10 @@ public:
     // Deletes that node, which has to be one of this list; 1, or 0 for null. The cursor moves as above.
     int fDeleteLinkedList(TNode* node);
 
-    long fClearLinkedList() { return this->fFreeAll(); }
+    // Delete all nodes; the cursor is null then. Return how many there were.
+    long fFreeAll();
+    long fClearLinkedList() { return fFreeAll(); }
+
     long fGetLinkedListCnt() const { return this->m_lNodeCnt; }
     long fNodeCntInc() { return ++this->m_lNodeCnt; } // change the count alone and return it
     long fNodeCntDec() { return --this->m_lNodeCnt; }
@@ -53,8 +57,10 @@ protected:
 
 private:
     static std::string_view fNameOf(const TNode& node);
+    TNode* fFind(std::string_view name) const;
 
     const char* m_pstrAllocationText;
+    std::unordered_map<std::string_view, TNode*> m_clFirst; // of each name, which is that node's
 };
 
 template <class TNode> int CNamedList<TNode>::fAddNode(const TNode* node)
@@ -64,23 +70,25 @@ template <class TNode> int CNamedList<TNode>::fAddNode(const TNode* node)
     if (fSearchInsertPosition(node, position) == 0 && this->m_nDupFlag == 0) return 0;
     TNode copy = *node;
     fgCopyText(copy.m_strIFName, fNameOf(*node)); // terminated, also when the caller's was not
-    return this->fInsert(copy, position, m_pstrAllocationText);
+    if (this->fInsert(copy, position, m_pstrAllocationText) != 1) return -1;
+    // Nodes of one name stand side by side, and a new one is their first.
+    TNode* const added = position != nullptr ? position->m_pstPrev : this->m_pstEnd;
+    m_clFirst.erase(fNameOf(*added)); // the key goes with the node that it is in
+    m_clFirst.emplace(fNameOf(*added), added);
+    return 1;
 }
 
 template <class TNode> int CNamedList<TNode>::fSearchInsertPosition(const TNode* node, TNode*& position) const
 {
-    for (position = this->m_pstHead; position != nullptr; position = position->m_pstNext)
-        if (fNameOf(*position) == fNameOf(*node)) return 0;
+    position = fFind(fNameOf(*node));
+    if (position != nullptr) return 0;
     if (this->m_nListOrderType == LIST_ORDER_PREPEND) position = this->m_pstHead;
     return 1;
 }
 
 template <class TNode> TNode* CNamedList<TNode>::fGetNode(const char* name) const
 {
-    TNode* node = name == nullptr ? nullptr : this->m_pstHead;
-    while (node != nullptr && fNameOf(*node) != name)
-        node = node->m_pstNext;
-    return node;
+    return name == nullptr ? nullptr : fFind(name);
 }
 
 template <class TNode> int CNamedList<TNode>::fDeleteNode(const char* name)
@@ -99,8 +107,20 @@ template <class TNode> int CNamedList<TNode>::fDeleteNode(const char* name)
 template <class TNode> int CNamedList<TNode>::fDeleteLinkedList(TNode* node)
 {
     if (node == nullptr) return 0;
+    if (fFind(fNameOf(*node)) == node) {
+        TNode* const behind = node->m_pstNext;
+        m_clFirst.erase(fNameOf(*node));
+        if (behind != nullptr && fNameOf(*behind) == fNameOf(*node))
+            m_clFirst.emplace(fNameOf(*behind), behind);
+    }
     this->fDelete(node);
     return 1;
+}
+
+template <class TNode> long CNamedList<TNode>::fFreeAll()
+{
+    m_clFirst.clear();
+    return CLinkedList<TNode>::fFreeAll();
 }
 
 template <class TNode> bool CNamedList<TNode>::fNewNode(const char* name, TNode& node)
@@ -117,4 +137,10 @@ template <class TNode> bool CNamedList<TNode>::fNewNode(const char* name, TNode&
 template <class TNode> std::string_view CNamedList<TNode>::fNameOf(const TNode& node)
 {
     return {node.m_strIFName, strnlen(node.m_strIFName, sizeof(node.m_strIFName) - 1)};
+}
+
+template <class TNode> TNode* CNamedList<TNode>::fFind(std::string_view name) const
+{
+    const auto entry = m_clFirst.find(name);
+    return entry == m_clFirst.end() ? nullptr : entry->second;
 }

@@ -19,7 +19,7 @@ namespace
 constexpr char USAGE[] =
     "Usage: hostmetrics [OPTION...] [INTERVAL [X [COUNT]]]\n"
     "Samples this host in two passes, INTERVAL seconds apart (default 1); with COUNT 1 in one pass.\n"
-    "X is ignored. Figures go to standard output, pass markers to standard error.\n"
+    "X is ignored. Figures go to standard output, those of nwt and pass markers to standard error.\n"
     "\n"
     "  --home DIR           work in DIR, the folder agent/bin of a runtime tree (default: the current "
     "folder)\n"

@@ -8,6 +8,7 @@
 #include "collect/MM_CPU_Info.h"
 #include "collect/MM_IO_Info.h"
 #include "collect/MM_MEM_Info.h"
+#include "collect/MM_NWT_Info.h"
 #include "collect/MM_PROC_Info.h"
 #include "collect/MM_VM_Info.h"
 
@@ -118,6 +119,23 @@ int print_io_v2(CMM_IO_Info* io, double elapsed)
         printf(" Io  %03d: %5.2f([R]cnt/s) %5.2f([W]cnt/s) %5.2f([R]kb/s) %5.2f([W]kb/s) %5.2f(Busy) %-15s\n",
                index, disk->l_dRead_N, disk->l_dWrite_N, disk->l_dRead_B, disk->l_dWrite_B, disk->l_dBusy,
                disk->l_strDEVname);
+    return 1;
+}
+
+int print_nwt_info(CMM_NWT_Info* network, double elapsed)
+{
+    if (network->fMGetNetworkStat(elapsed, -1) == nullptr) return -1;
+    fputs("InterfaceName|LinkAlive|InPkt|OutPkt|InByte|OutByte|InErr|OutErr|InErrRate|OutErrRate|Collisions|"
+          "CollisionRate|PortRate\n",
+          stderr);
+    const _ST_NETWORK* one = nullptr;
+    for (int number = 1; (one = network->fMGetNetworkStatNext()) != nullptr; number++)
+        fprintf(stderr,
+                "%d|%s|%s|%3.2f|%3.2f|%3.2f|%3.2f|%3.2f|%3.2f|%3.2f|%3.2f|%3.2f|%3.2f|%3.6f|%3.6f|%3.6f\n",
+                number, one->l_strIfName, one->l_strLinkAlive, one->l_dInPkt, one->l_dOutPkt, one->l_dInByte,
+                one->l_dOutByte, one->l_dInErr, one->l_dOutErr, one->l_dInErrRate, one->l_dOutErrRate,
+                one->l_dCollisions, one->l_dCollisionRate, one->l_dPortRate, one->l_dPortRxRate,
+                one->l_dPortTxRate);
     return 1;
 }
 

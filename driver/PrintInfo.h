@@ -8,6 +8,7 @@
 class CMM_CPU_Info;
 class CMM_IO_Info;
 class CMM_MEM_Info;
+class CMM_NWT_Info;
 class CMM_PROC_Info;
 class CSSList;
 
@@ -23,6 +24,12 @@ int print_io(CSSList* disks);
 
 // A line for each disk, with operations and KB per second and the busy share, over elapsed seconds.
 int print_io_v2(CMM_IO_Info* io, double elapsed);
+
+// A line for each network interface, over elapsed seconds, on standard error: number, name, link word;
+// packets, bytes and errors in and out per second; error percentages; collisions per second and per packet;
+// port use in percent, all, in and out. The header in front names 13 columns where the lines have 16: kept,
+// for who reads them.
+int print_nwt_info(CMM_NWT_Info* network, double elapsed);
 
 // These print one record that its collector returned.
 int print_la(const double* average);      // load averages over 1, 5 and 15 minutes

@@ -10,6 +10,7 @@
 #include "collect/MM_IO_Info.h"
 #include "collect/MM_LA_Info.h"
 #include "collect/MM_MEM_Info.h"
+#include "collect/MM_NWT_Info.h"
 #include "collect/MM_PROC_Info.h"
 #include "collect/MM_VM_Info.h"
 #include "driver/PrintInfo.h"
@@ -35,6 +36,7 @@ struct ST_COLLECTORS
     std::unique_ptr<CMemory_Info> l_pclMemoryInventory = std::make_unique<CMemory_Info>();
     std::unique_ptr<CMM_MEM_Info> l_pclMem = std::make_unique<CMM_MEM_Info>();
     std::unique_ptr<CMM_IO_Info> l_pclIo = std::make_unique<CMM_IO_Info>();
+    std::unique_ptr<CMM_NWT_Info> l_pclNwt = std::make_unique<CMM_NWT_Info>();
     std::unique_ptr<CMM_PROC_Info> l_pclProc = std::make_unique<CMM_PROC_Info>();
 
     // They go in an order of their own.
@@ -46,6 +48,7 @@ struct ST_COLLECTORS
         l_pclVm.reset();
         l_pclMem.reset();
         l_pclIo.reset();
+        l_pclNwt.reset();
         l_pclMemoryInventory.reset();
         l_pclNicInventory.reset();
         l_pclDiskInventory.reset();
@@ -74,6 +77,7 @@ const ST_PRINT PRINTS[] = {
     {"swp", [](ST_COLLECTORS& c, double) { print_swp(c.l_pclMem->fMGetSwap()); }},
     {"memcnt", [](ST_COLLECTORS& c, double) { prnit_memcnt(c.l_pclMem.get()); }},
     {"io", [](ST_COLLECTORS& c, double elapsed) { print_io_v2(c.l_pclIo.get(), elapsed); }},
+    {"nwt", [](ST_COLLECTORS& c, double elapsed) { print_nwt_info(c.l_pclNwt.get(), elapsed); }},
     {"proc", [](ST_COLLECTORS& c, double) { print_proc_v2(c.l_pclProc.get()); }},
 };
 

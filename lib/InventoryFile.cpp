@@ -90,7 +90,8 @@ bool fgReserveInventory(char*& buffer, int& size, size_t room)
 bool fgStoreInventory(std::string_view text, char*& buffer, int& size)
 {
     const bool holds = buffer != nullptr && static_cast<size_t>(size) > text.size();
-    if (!holds && !fgReserveInventory(buffer, size, static_cast<size_t>(size) + text.size() + 16))
+    if (!holds &&
+        !fgReserveInventory(buffer, size, static_cast<size_t>(size) + text.size() + INVENTORY_EXTRA))
         return false;
     fgCopyText(buffer, static_cast<size_t>(size), text);
     return true;

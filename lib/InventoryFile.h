@@ -25,9 +25,12 @@ std::string_view fgInventoryTable(std::string_view record);
 // follow. false when there is no memory; the buffer is as it was then.
 bool fgReserveInventory(char*& buffer, int& size, size_t room);
 
-// Makes sure that a buffer from malloc holds length bytes and a terminator, zeroes it and copies the text. A
-// buffer that is too small is replaced by one of size + length + 16 bytes. false when there is no memory; the
-// buffer is as it was then.
+// What a buffer that is too small for a text grows by, beside the text's length; bytes.
+constexpr size_t INVENTORY_EXTRA = 16;
+
+// Makes sure that a buffer from malloc holds a text and a terminator, zeroes it and copies the text. A buffer
+// that is too small is replaced by one of size + length + INVENTORY_EXTRA bytes. false when there is no
+// memory; the buffer is as it was then.
 bool fgStoreInventory(std::string_view text, char*& buffer, int& size);
 
 // Hands an inventory command to the process-wide scheduler. The key is rewritten in place in file mode, so it

@@ -154,6 +154,32 @@ TEST_F(Scripts, InterfacesWithASpeed)
               "$(id);*\na|b\neth0\neth1\neth2\neth3\neth4\neth5\neth6\n");
 }
 
+TEST_F(Scripts, InterfaceInventoryHasARowForEachName)
+{
+    const std::string file = m_clTree.fPath("agent/aproc/shell/InterfaceINVStrInfo.dat"),
+                      net = "/sys/class/net/";
+    fgWriteFile(file, "old");
+    fRun("./libinvinfo 3 1");
+    EXPECT_EQ(fgReadFile(file), "old") << "no interface";
+    for (const auto& [path, text] : {std::pair("eth0/type", "1\n"),
+                                     {"eth0/address", "02:fc:00:00:00:01\n"},
+                                     {"eth0/mtu", "1500\n"},
+                                     {"eth0/speed", "1000\n"},
+                                     {"eth0/duplex", "half\n"},
+                                     {"a|$(id)/mtu", "9\3"},
+                                     {"-x\3\37~/mtu", "9"},
+                                     {"lo/mtu", "9"},
+                                     {"bonding_masters", "bond0"},
+                                     {"bond0/speed", "-1\n"}})
+        fHostFile(net + path, text);
+    fRun("mkdir " + m_clTree.fPath("host") + net + "eth0/device && ln -s ../../../bus/drivers/e1000 " +
+         m_clTree.fPath("host") + net + "eth0/device/driver");
+    EXPECT_EQ(fRun("./libinvinfo 3 1"), "");
+    EXPECT_EQ(fgReadable(fgReadFile(file)), "VELKInterface|INDEX~NAME~TYPE~MAC~MTU~KILOBITS~DUPLEX~DRIVER~"
+                                            "|1~a|$(id)~-~-~9~-~-~-~|2~bond0~-~-~-~-~-~-~"
+                                            "|3~eth0~1~02:fc:00:00:00:01~1500~1000000~HALF~e1000~\n");
+}
+
 TEST_F(Scripts, OneInterfaceIntoAFile)
 {
     fHostFile("/sys/class/net/eth0/speed", "1000\n");
