@@ -1,30 +1,24 @@
 #pragma once
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <new>
 #include <string_view>
 
 #include "lib/FixedText.h"
-
-// Where a new node goes.
-constexpr int LIST_ORDER_APPEND = 1;
-constexpr int LIST_ORDER_PREPEND = 2;
+#include "lib/LinkedList.h"
 
 // A doubly linked list of records of network interfaces, which keeps them in the order of their insertion and
-// has a cursor. A node TNode has a text m_strIFName, a fixed array, the links m_pstNext and m_pstPrev, and
-// whatever else it holds. Names are compared byte by byte, letter case included. Lookups walk the list: it is
-// meant for hundreds of interfaces. The nodes belong to the list. Nothing here locks or logs.
-template <class TNode> class CNamedList
+// has a cursor. A node TNode has a text m_strIFName, a fixed array, besides what every list wants. Names are
+// compared byte by byte, letter case included. Lookups walk the list: it is meant for hundreds of interfaces.
+// The order types are those of lib/LinkedList.h; any other appends.
+template <class TNode> class CNamedList : public CLinkedList<TNode>
 {
 public:
     // allocationText is kept: the format of the message when there is no memory for a node. It gets the
     // system's error number, an int, and its text.
-    explicit CNamedList(const char* allocationText) : m_pstrAllocationText(allocationText) {}
-    ~CNamedList() { fFreeAll(); }
-    CNamedList(const CNamedList&) = delete;
-    CNamedList& operator=(const CNamedList&) = delete;
+    explicit CNamedList(const char* allocationText)
+        : CLinkedList<TNode>(LIST_ORDER_APPEND, 90000, 0), m_pstrAllocationText(allocationText)
+    {}
 
     // Adds a copy of the node; its links do not count. The first one gets the cursor. Returns 1; 0 when the
     // name is there and m_nDupFlag is 0; -1 with an error for null and without memory. With duplicates a node
@@ -35,6 +29,7 @@ public:
     // a node of that name, which is position then, else 1.
     int fSearchInsertPosition(const TNode* node, TNode*& position) const;
 
+    using CLinkedList<TNode>::fGetNode;
     // The first node of that name, or null; no name gives null.
     TNode* fGetNode(const char* name) const;
     TNode* fGetInterfaceNode(const char* name) const { return fGetNode(name); }
@@ -46,40 +41,10 @@ public:
     // Deletes that node, which has to be one of this list; 1, or 0 for null. The cursor moves as above.
     int fDeleteLinkedList(TNode* node);
 
-    // Delete all nodes; the cursor is null then. Return how many there were.
-    long fFreeAll();
-    long fClearLinkedList() { return fFreeAll(); }
-
-    TNode* fGetNode() const { return m_pstCurPosition; } // null behind either end
-    TNode* fGetHeadNode() const { return m_pstHead; }    // null when the list is empty
-    TNode* fGetEndNode() const { return m_pstEnd; }
-
-    // Return the node at the cursor, then move the cursor; so the first call after fMoveFirst gives the head.
-    TNode* fMoveNext();
-    TNode* fMovePrev();
-    // Put the cursor on the head or the end: 1, or 0 when the list is empty.
-    int fMoveFirst();
-    int fMoveLast();
-
-    long fGetNodeCnt() const { return m_lNodeCnt; }
-    long fGetLinkedListCnt() const { return m_lNodeCnt; }
-    long fGetNodeMaxCnt() const { return m_lNodeMaxCnt; }
-    long fNodeCntInc() { return ++m_lNodeCnt; } // change the count alone and return it
-    long fNodeCntDec() { return --m_lNodeCnt; }
-
-    // The last error; a success leaves it as it is.
-    int fGetErrorCode() const { return m_nErrorCode; }
-    const char* fGetErrorMsg() const { return m_strErrorMsg; }
-
-    int m_nErrorCode = 0; // -1 or the system's error number
-    char m_strErrorMsg[256] = {};
-    TNode* m_pstHead = nullptr;
-    TNode* m_pstEnd = nullptr;
-    TNode* m_pstCurPosition = nullptr;
-    int m_nListOrderType = LIST_ORDER_APPEND;
-    long m_lNodeCnt = 0;
-    long m_lNodeMaxCnt = 90000; // reported, not enforced
-    int m_nDupFlag = 0;         // 0: a second node of a name is refused
+    long fClearLinkedList() { return this->fFreeAll(); }
+    long fGetLinkedListCnt() const { return this->m_lNodeCnt; }
+    long fNodeCntInc() { return ++this->m_lNodeCnt; } // change the count alone and return it
+    long fNodeCntDec() { return --this->m_lNodeCnt; }
 
 protected:
     // A node of that name, all else zero, for fAddNode; false, with a word on standard output, without a
@@ -88,46 +53,31 @@ protected:
 
 private:
     static std::string_view fNameOf(const TNode& node);
-    void fLinkBefore(TNode* node, TNode* position);
-    void fUnlink(TNode* node);
-    TNode* fStep(TNode* TNode::*link);
 
     const char* m_pstrAllocationText;
 };
 
 template <class TNode> int CNamedList<TNode>::fAddNode(const TNode* node)
 {
-    if (node == nullptr) {
-        m_nErrorCode = -1;
-        fgCopyText(m_strErrorMsg, "[-1] Add node is NULL");
-        return -1;
-    }
+    if (node == nullptr) return this->fRefuseNull();
     TNode* position = nullptr;
-    if (fSearchInsertPosition(node, position) == 0 && m_nDupFlag == 0) return 0;
-    TNode* added = new (std::nothrow) TNode(*node);
-    if (added == nullptr) {
-        m_nErrorCode = errno;
-        snprintf(m_strErrorMsg, sizeof(m_strErrorMsg), m_pstrAllocationText, m_nErrorCode,
-                 strerror(m_nErrorCode));
-        return -1;
-    }
-    fgCopyText(added->m_strIFName, fNameOf(*node)); // terminated, also when the caller's was not
-    if (m_pstHead == nullptr) m_pstCurPosition = added;
-    fLinkBefore(added, position);
-    return 1;
+    if (fSearchInsertPosition(node, position) == 0 && this->m_nDupFlag == 0) return 0;
+    TNode copy = *node;
+    fgCopyText(copy.m_strIFName, fNameOf(*node)); // terminated, also when the caller's was not
+    return this->fInsert(copy, position, m_pstrAllocationText);
 }
 
 template <class TNode> int CNamedList<TNode>::fSearchInsertPosition(const TNode* node, TNode*& position) const
 {
-    for (position = m_pstHead; position != nullptr; position = position->m_pstNext)
+    for (position = this->m_pstHead; position != nullptr; position = position->m_pstNext)
         if (fNameOf(*position) == fNameOf(*node)) return 0;
-    if (m_nListOrderType == LIST_ORDER_PREPEND) position = m_pstHead;
+    if (this->m_nListOrderType == LIST_ORDER_PREPEND) position = this->m_pstHead;
     return 1;
 }
 
 template <class TNode> TNode* CNamedList<TNode>::fGetNode(const char* name) const
 {
-    TNode* node = name == nullptr ? nullptr : m_pstHead;
+    TNode* node = name == nullptr ? nullptr : this->m_pstHead;
     while (node != nullptr && fNameOf(*node) != name)
         node = node->m_pstNext;
     return node;
@@ -149,43 +99,8 @@ template <class TNode> int CNamedList<TNode>::fDeleteNode(const char* name)
 template <class TNode> int CNamedList<TNode>::fDeleteLinkedList(TNode* node)
 {
     if (node == nullptr) return 0;
-    fUnlink(node);
-    delete node;
+    this->fDelete(node);
     return 1;
-}
-
-template <class TNode> long CNamedList<TNode>::fFreeAll()
-{
-    long freed = 0;
-    for (TNode* next = nullptr; m_pstHead != nullptr; m_pstHead = next, freed++) {
-        next = m_pstHead->m_pstNext;
-        delete m_pstHead;
-    }
-    m_pstEnd = m_pstCurPosition = nullptr;
-    m_lNodeCnt = 0;
-    return freed;
-}
-
-template <class TNode> TNode* CNamedList<TNode>::fMoveNext()
-{
-    return fStep(&TNode::m_pstNext);
-}
-
-template <class TNode> TNode* CNamedList<TNode>::fMovePrev()
-{
-    return fStep(&TNode::m_pstPrev);
-}
-
-template <class TNode> int CNamedList<TNode>::fMoveFirst()
-{
-    m_pstCurPosition = m_pstHead;
-    return m_pstHead != nullptr ? 1 : 0;
-}
-
-template <class TNode> int CNamedList<TNode>::fMoveLast()
-{
-    m_pstCurPosition = m_pstEnd;
-    return m_pstEnd != nullptr ? 1 : 0;
 }
 
 template <class TNode> bool CNamedList<TNode>::fNewNode(const char* name, TNode& node)
@@ -202,32 +117,4 @@ template <class TNode> bool CNamedList<TNode>::fNewNode(const char* name, TNode&
 template <class TNode> std::string_view CNamedList<TNode>::fNameOf(const TNode& node)
 {
     return {node.m_strIFName, strnlen(node.m_strIFName, sizeof(node.m_strIFName) - 1)};
-}
-
-// A null position stands for the end.
-template <class TNode> void CNamedList<TNode>::fLinkBefore(TNode* node, TNode* position)
-{
-    TNode*& before = position != nullptr ? position->m_pstPrev : m_pstEnd;
-    node->m_pstPrev = before;
-    node->m_pstNext = position;
-    (before != nullptr ? before->m_pstNext : m_pstHead) = node;
-    before = node;
-    m_lNodeCnt++;
-}
-
-template <class TNode> void CNamedList<TNode>::fUnlink(TNode* node)
-{
-    TNode* const before = node->m_pstPrev;
-    TNode* const behind = node->m_pstNext;
-    if (m_pstCurPosition == node) m_pstCurPosition = before != nullptr ? before : behind;
-    (before != nullptr ? before->m_pstNext : m_pstHead) = behind;
-    (behind != nullptr ? behind->m_pstPrev : m_pstEnd) = before;
-    m_lNodeCnt--;
-}
-
-template <class TNode> TNode* CNamedList<TNode>::fStep(TNode* TNode::*link)
-{
-    TNode* const node = m_pstCurPosition;
-    if (node != nullptr) m_pstCurPosition = node->*link;
-    return node;
 }

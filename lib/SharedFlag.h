@@ -1,16 +1,17 @@
 #pragma once
 
 #include <atomic>
+#include <type_traits>
 
-// Flags that two threads touch keep their plain int, which others read by name, and are accessed through
-// these.
-inline int fgLoadFlag(const int& flag)
+// Flags and times that two threads touch keep their plain type, which others read by name, and are accessed
+// through these.
+template <class T> T fgLoadFlag(const T& flag)
 {
-    return std::atomic_ref<int>(const_cast<int&>(flag)).load();
+    return std::atomic_ref<T>(const_cast<T&>(flag)).load();
 }
-inline void fgStoreFlag(int& flag, int value)
+template <class T> void fgStoreFlag(T& flag, std::type_identity_t<T> value)
 {
-    std::atomic_ref<int>(flag).store(value);
+    std::atomic_ref<T>(flag).store(value);
 }
 // Turns the flag from one value into another; false when it had a third.
 inline bool fgClaimFlag(int& flag, int from, int to)
