@@ -109,9 +109,9 @@ protected:
     const CTestSetting<int> m_clExcluded{g_nExcludeFilesystemCnt, 0};
 };
 
-std::string fFixture(const char* name)
+std::string fFixture(const std::string& name)
 {
-    return fgReadFile(HOSTMETRICS_FIXTURES "/filesystems/" + std::string(name));
+    return fgReadFile(HOSTMETRICS_FIXTURES "/filesystems/" + name);
 }
 } // namespace
 
@@ -122,8 +122,6 @@ TEST_F(FsInfo, ReportsWhatHoldsData)
     fgWriteFile(m_clTree.fPath("etc/mtab"), fFixture("mtab"));
     fMake(fFixture("figures"));
     EXPECT_EQ(fRecords(), fFixture("records"));
-    const _ST_FS* first = static_cast<_ST_FS*>(m_clFs.m_pclObjectBuffer->fGetObject(1));
-    EXPECT_EQ(first->l_ulAvaDskSize, 2000000U);
     const CTestSetting formula(g_nFsFreeUsedFlag, 1);
     EXPECT_EQ(fTable(), fFixture("table"));
     EXPECT_EQ(m_clFs.fMGetFileSysNext(), nullptr) << "rows are no records";
@@ -207,21 +205,16 @@ TEST_F(FsInfo, DatastoresComeInGroupsOfSix)
 
 TEST_F(FsInfo, ScriptTellsDatastoresOfBothKindsOfHosts)
 {
-    const auto run = [this] {
-        EXPECT_EQ(fgRunCommand("PATH=" + m_clTree.fPath("tools") + ":$PATH ./shell/LINUX/VMWare_FS.sh out")
-                      .l_strErr,
-                  "");
-        return fgReadFile("out");
-    };
-    fgWriteFile("out", "old");
-    EXPECT_EQ(run(), "");
-    for (const char* tool : {"esxcli", "vdf"}) {
-        fgWriteFile(m_clTree.fPath("tools/x"), "");
-        m_clTree.fReplaceScript("tools/x", "#!/bin/sh\ncat <<.\n" + fFixture(tool) + ".\n");
-        fgRunCommand("mv ../../tools/x ../../tools/" + std::string(tool));
-        EXPECT_EQ(run(), fFixture((tool + std::string("-datastores")).c_str()));
+    const std::string path = "PATH=" + m_clTree.fPath("tools") + ":$PATH ";
+    for (const std::string tool : {"", "esxcli", "vdf"}) { // the first of them counts that is there
+        fgWriteFile("out", "old");
+        if (!tool.empty()) {
+            fgWriteFile(m_clTree.fPath("tools/" + tool), "");
+            m_clTree.fReplaceScript("tools/" + tool, "#!/bin/sh\ncat <<.\n" + fFixture(tool) + ".\n");
+        }
+        EXPECT_EQ(fgRunCommand(path + "./shell/LINUX/VMWare_FS.sh out; ls | grep out").l_strOut, "out\n");
+        EXPECT_EQ(fgReadFile("out"), fFixture(tool + "-datastores"));
     }
-    EXPECT_EQ(fgRunCommand("ls | grep out").l_strOut, "out\n") << "nothing else is left";
 }
 
 // Whatever bytes a file has: no fault, and names that end.
@@ -246,17 +239,17 @@ TEST_F(FsInfo, DamagedFilesDoNoHarm)
 TEST_F(FsInfo, AMountThatDoesNotAnswerIsLeftAlone)
 {
     const CTestLog log;
-    const CTestSetting limit(g_nFsStatTimeoutSec, 1);
+    const CTestSetting limit(g_nFsStatTimeoutSec, 2);
     fMount({{"a", "/dead"}, {"b", "/alive"}});
     fMake("0 0 0 0 0 0 /dead");
     g_stMade.l_nAsked = 0;
     EXPECT_EQ(CMM_FS_Info().fGetFileSystem(), 1) << "a collector that ends before the call it made";
     const auto start = std::chrono::steady_clock::now();
-    for (int pass = 0; pass < 50; pass++)
+    for (int pass = 0; pass < 10; pass++)
         EXPECT_EQ(fCount(), 1);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)) << "only the first waits";
-    EXPECT_EQ(g_stMade.l_nAsked, 1 + 51) << "once, and the other in each pass";
-    EXPECT_EQ(log.fCount("]statfs timeout(/dead)"), 51);
+    EXPECT_EQ(g_stMade.l_nAsked, 1 + 11) << "once, and the other in each pass";
+    EXPECT_EQ(log.fCount("]statfs timeout(/dead)"), 11);
     fMake("4096 1000000 0 0 0 0 /dead");
     EXPECT_TRUE(fgAwait([this] { return fCount() == 2; }));
     struct statfs64 figures = {};
@@ -316,31 +309,29 @@ protected:
 // Answers what statfs wants of a FUSE filesystem, until that is unmounted.
 void fAnswerFuse(int fuse)
 {
-    struct
-    {
-        fuse_out_header head;
-        union
-        {
-            fuse_init_out init;
-            fuse_statfs_out figures;
-        };
-    } answer;
     alignas(fuse_in_header) char request[FUSE_MIN_READ_BUFFER];
     while (read(fuse, request, sizeof(request)) > 0) {
+        struct
+        {
+            fuse_out_header head;
+            union
+            {
+                fuse_init_out init;
+                fuse_statfs_out figures;
+            };
+        } answer = {};
         const auto* head = reinterpret_cast<const fuse_in_header*>(request);
-        size_t size = sizeof(answer.head);
-        answer = {{0, 0, head->unique}, {}};
-        if (head->opcode == FUSE_INIT) {
+        const bool init = head->opcode == FUSE_INIT;
+        answer.head.len = sizeof(answer.head) + (init ? sizeof(answer.init) : sizeof(answer.figures));
+        answer.head.unique = head->unique;
+        if (init) {
             answer.init.major = FUSE_KERNEL_VERSION;
             answer.init.minor = FUSE_KERNEL_MINOR_VERSION;
-            size += sizeof(answer.init);
         }
-        else if (head->opcode == FUSE_STATFS) {
+        else {
             answer.figures.st = {1000000, 500000, 250000, 0, 0, 4096, 255, 4096, 0, {}};
-            size += sizeof(answer.figures);
         }
-        answer.head.len = static_cast<unsigned>(size);
-        if (write(fuse, &answer, size) < 0) return;
+        if (write(fuse, &answer, answer.head.len) < 0) return;
     }
 }
 } // namespace
@@ -370,16 +361,14 @@ TEST_F(Mounts, AFilesystemWithoutAnAnswerHoldsNobodyUp)
     if (dead.empty()) GTEST_SKIP() << "needs /dev/fuse";
     const std::string alive = fMount("living", "tmpfs", "size=1500m");
     const CTestLog log;
-    const CTestSetting limit(g_nFsStatTimeoutSec, 1);
+    const CTestSetting limit(g_nFsStatTimeoutSec, 2);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(fFind(dead), nullptr);
     EXPECT_NE(fFind(alive), nullptr);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     EXPECT_EQ(log.fCount("]statfs timeout(" + dead + ")"), 2);
     std::thread answers(fAnswerFuse, fuse.fGet());
-    EXPECT_TRUE(fgAwait([&] { return fFind(dead) != nullptr; }));
-    const _ST_FS* record = fFind(dead);
-    EXPECT_EQ(record == nullptr ? 0 : record->l_ulAvaDskSize, 1000000U);
+    EXPECT_TRUE(fgAwait([&] { return fFind(dead) != nullptr && fFind(dead)->l_ulAvaDskSize == 1000000; }));
     umount2(dead.c_str(), MNT_FORCE | MNT_DETACH); // ends the answers too
     answers.join();
 }
