@@ -3,10 +3,13 @@
 
 #include <fcntl.h>
 #include <functional>
+#include <mntent.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include "bench/Contest.h"
 #include "collect/MM_CPU_Info.h"
+#include "collect/MM_FS_Info.h"
 #include "collect/MM_IO_Info.h"
 #include "collect/MM_LA_Info.h"
 #include "collect/MM_MEM_Info.h"
@@ -25,6 +28,7 @@ struct ST_SAMPLE
     const char* l_strName;
     std::vector<const char*> l_strFiles; // as often as a sample opens each
     std::function<void()> l_fnSample;
+    std::function<int()> l_fnBare = {}; // in place of reading files
 };
 
 // The floor: each file opened, read to its end in pieces as large as a collector's, and closed.
@@ -38,10 +42,25 @@ int fReadBare(const std::vector<const char*>& files)
     return 1;
 }
 
+// The same for filesystems: the mount table, and the figures of every mount that the sample asks for.
+int fStatBare()
+{
+    FILE* file = setmntent("/etc/mtab", "r");
+    if (file == nullptr) return 0;
+    while (const mntent* mount = getmntent(file)) {
+        struct statfs64 figures = {};
+        if (!fgSkipsFsType(mount->mnt_type)) statfs64(mount->mnt_dir, &figures);
+    }
+    endmntent(file);
+    return 1;
+}
+
 void fContest(const ST_SAMPLE& sample)
 {
     std::vector<ST_CONTENDER> contenders;
-    contenders.push_back({"bare reading", [&sample] { return fReadBare(sample.l_strFiles); }});
+    contenders.push_back({"bare reading", [&sample] {
+                              return sample.l_fnBare ? sample.l_fnBare() : fReadBare(sample.l_strFiles);
+                          }});
     contenders.push_back({"sample", [&sample] {
                               sample.l_fnSample();
                               return 1;
@@ -62,6 +81,7 @@ int main()
     CMM_LA_Info load;
     CMM_VM_Info vm;
     CMM_MEM_Info memory;
+    CMM_FS_Info filesystems;
     CMM_IO_Info disks;
     CMM_NWT_Info network; // its scripts run once, here
     const ST_SAMPLE samples[] = {
@@ -81,6 +101,15 @@ int main()
         {"VM statistics", {"/proc/loadavg", "/proc/stat", "/proc/vmstat"}, [&] { vm.fMGetVmStat(1); }},
         {"memory", {"/proc/meminfo"}, [&] { memory.fMGetMem(); }},
         {"swap", {"/proc/meminfo", "/proc/vmstat"}, [&] { memory.fMGetSwap(); }},
+        {"filesystems, records", {}, [&] { filesystems.fMGetFileSys(); }, fStatBare},
+        {"filesystems, text rows", {}, [&] { filesystems.fGetFileSystem(); }, fStatBare},
+        {"filesystems, text rows, g_nFsStatTimeoutSec 5",
+         {},
+         [&] {
+             g_nFsStatTimeoutSec = 5;
+             filesystems.fGetFileSystem();
+         },
+         fStatBare},
         {"disks, records", {"/proc/diskstats"}, [&] { disks.fMGetIoStat(1.0, 1, -1); }},
         {"network, records",
          {"/proc/net/dev"},

@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "collect/MM_CPU_Info.h"
+#include "collect/MM_FS_Info.h"
 #include "collect/MM_IO_Info.h"
 #include "collect/MM_MEM_Info.h"
 #include "collect/MM_NWT_Info.h"
@@ -96,6 +97,20 @@ int prnit_memcnt(CMM_MEM_Info* mem)
     if (sizes == nullptr) return -1;
     for (int i = 0; i < mem->fMGetMemTotCnt(); i++)
         printf("index[%d] memsize [%d]\n", i, sizes[i]);
+    return 1;
+}
+
+int print_fs_v2(CMM_FS_Info* fs)
+{
+    if (fs->fMGetFileSys() == nullptr) return -1;
+    const _ST_FS* record = nullptr;
+    for (int index = 0; (record = fs->fMGetFileSysNext()) != nullptr; index++)
+        printf(" Fs  %03d: %7llu(T) %7llu(U) %7llu(F) %5.2f | %llu(T) %llu(U) %llu(F) %llu(A)%5.2f | "
+               "%s %s %s\n",
+               index, record->l_ulTotDskSize, record->l_ulUsdDskSize, record->l_ulFreDskSize,
+               record->l_dDskUsage, record->l_ulTotIndSize, record->l_ulUsdIndSize, record->l_ulFreIndSize,
+               record->l_ulAvaIndSize, record->l_dIndUsage, record->l_strFSname, record->l_strFSType,
+               record->l_strDEVname);
     return 1;
 }
 

@@ -6,6 +6,7 @@
 // and return 0, with nothing printed, when that is null.
 
 class CMM_CPU_Info;
+class CMM_FS_Info;
 class CMM_IO_Info;
 class CMM_MEM_Info;
 class CMM_NWT_Info;
@@ -17,6 +18,10 @@ int print_cpu_v2(CMM_CPU_Info* cpu);
 
 // Interrupts per second over elapsed seconds, as a whole number. Returns 1 also when there is no sample.
 int print_cpu_intr(CMM_CPU_Info* cpu, double elapsed);
+
+// A line for each filesystem: KB in all, used and free, percent; inodes in all, used, free and available,
+// percent; mount point, type and device.
+int print_fs_v2(CMM_FS_Info* fs);
 
 // A line for each disk of a result list, with KB read and written per second. Returns 0 also for a list
 // without a head.

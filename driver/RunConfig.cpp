@@ -25,6 +25,7 @@ int g_nFsFreeUsedFlag;
 int g_nNfsStatusCheckFlag;
 int g_nVAGENT_type;
 int g_nFSTokenCount;
+int g_nFsStatTimeoutSec;
 int g_nIPv6Flag;
 
 int g_nGetProcessType;
@@ -100,6 +101,7 @@ const ST_CONFIG_ROW CONFIG_ROWS[] = {
     {"g_nNetworkExtGather", &g_nNetworkExtGather},
     {"g_nVAGENT_type", &g_nVAGENT_type},
     {"g_nFSTokenCount", &g_nFSTokenCount},
+    {"g_nFsStatTimeoutSec", &g_nFsStatTimeoutSec},
     {"g_nLogModERROR", &g_nLogModERROR},
     {"g_nLogModNORMAL", &g_nLogModNORMAL},
     {"g_nLogModDEBUG", &g_nLogModDEBUG},

@@ -42,6 +42,7 @@ extern int g_nFsFreeUsedFlag;     // 1: the other formula of used space
 extern int g_nNfsStatusCheckFlag; // 1: ask NFS servers before measuring their mounts
 extern int g_nVAGENT_type;        // 1 or more: row form consults the totals list as well
 extern int g_nFSTokenCount;       // above 0: deepest mount point that is reported
+extern int g_nFsStatTimeoutSec;   // seconds a mount has to answer, lib/StatfsLimit.h; below 1: no limit
 extern int g_nIPv6Flag;           // 1: NFS check by IPv6 server addresses
 
 // Process collector.

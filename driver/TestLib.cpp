@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "collect/MM_CPU_Info.h"
+#include "collect/MM_FS_Info.h"
 #include "collect/MM_IO_Info.h"
 #include "collect/MM_LA_Info.h"
 #include "collect/MM_MEM_Info.h"
@@ -35,6 +36,7 @@ struct ST_COLLECTORS
     std::unique_ptr<CPci_Info> l_pclPciInventory = std::make_unique<CPci_Info>();
     std::unique_ptr<CMemory_Info> l_pclMemoryInventory = std::make_unique<CMemory_Info>();
     std::unique_ptr<CMM_MEM_Info> l_pclMem = std::make_unique<CMM_MEM_Info>();
+    std::unique_ptr<CMM_FS_Info> l_pclFs = std::make_unique<CMM_FS_Info>();
     std::unique_ptr<CMM_IO_Info> l_pclIo = std::make_unique<CMM_IO_Info>();
     std::unique_ptr<CMM_NWT_Info> l_pclNwt = std::make_unique<CMM_NWT_Info>();
     std::unique_ptr<CMM_PROC_Info> l_pclProc = std::make_unique<CMM_PROC_Info>();
@@ -47,6 +49,7 @@ struct ST_COLLECTORS
         l_pclLa.reset();
         l_pclVm.reset();
         l_pclMem.reset();
+        l_pclFs.reset();
         l_pclIo.reset();
         l_pclNwt.reset();
         l_pclMemoryInventory.reset();
@@ -76,6 +79,7 @@ const ST_PRINT PRINTS[] = {
     {"mem", [](ST_COLLECTORS& c, double) { fPrintMemory(*c.l_pclMem); }},
     {"swp", [](ST_COLLECTORS& c, double) { print_swp(c.l_pclMem->fMGetSwap()); }},
     {"memcnt", [](ST_COLLECTORS& c, double) { prnit_memcnt(c.l_pclMem.get()); }},
+    {"fs", [](ST_COLLECTORS& c, double) { print_fs_v2(c.l_pclFs.get()); }},
     {"io", [](ST_COLLECTORS& c, double elapsed) { print_io_v2(c.l_pclIo.get(), elapsed); }},
     {"nwt", [](ST_COLLECTORS& c, double elapsed) { print_nwt_info(c.l_pclNwt.get(), elapsed); }},
     {"proc", [](ST_COLLECTORS& c, double) { print_proc_v2(c.l_pclProc.get()); }},

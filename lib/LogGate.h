@@ -28,6 +28,8 @@ struct ST_LOG_SOURCE
 constexpr ST_LOG_SOURCE LOG_CPU{"MM_CPU_Info.cpp", 0x80, 0x80};
 constexpr ST_LOG_SOURCE LOG_DISK{"MM_IO_Info.cpp", 0x80, 0x80};
 constexpr ST_LOG_SOURCE LOG_NETWORK{"MM_NWT_Info.cpp", 0x80, 0x40};
+constexpr ST_LOG_SOURCE LOG_FS{"MM_FS_Info.cpp", 0x80, 0x100};
+constexpr ST_LOG_SOURCE LOG_FS_DATASTORES{"MM_FS_Info.cpp", 0x80, 0x1000};
 constexpr ST_LOG_SOURCE LOG_PROC{"MM_PROC_Info.cpp", 0x80, 0x80};
 constexpr ST_LOG_SOURCE LOG_FILES{"NGFunctions.cpp", 0x10,
                                   0x1}; // files the library writes; log filters go by this name

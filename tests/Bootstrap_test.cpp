@@ -25,7 +25,7 @@ const ST_MACHINE MACHINES[] = {
      ""},
     {"a tool from elsewhere", " libtirpc-dev ", "dpkg-query apt-get c++ ninja pkg-config", "0", "", "", 0,
      "apt-get update\napt-get install cmake\n", "installing cmake"},
-    {"several groups", " g++ cmake ninja-build pkgconf rpcbind ", "dpkg-query apt-get", "0", "",
+    {"several groups", " g++ cmake ninja-build pkgconf rpcbind e2fsprogs ", "dpkg-query apt-get", "0", "",
      "build test bench", 0,
      "apt-get update\napt-get install libtirpc-dev libgtest-dev iproute2 libbenchmark-dev libproc2-dev\n",
      "installing libtirpc-dev libgtest-dev"},

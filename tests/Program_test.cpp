@@ -62,7 +62,7 @@ TEST(Program, RefusesBadOptionsWithALineThatHelps)
         EXPECT_NE(err.find(helps), std::string::npos) << arguments << ": " << err;
         EXPECT_EQ(err.find('\n'), err.size() - 1) << "one line: " << err;
     }
-    EXPECT_NE(fRunProgram("--help").l_strOut.find("cpu,intr,la,vm,mem,swp,memcnt,io,nwt,proc"),
+    EXPECT_NE(fRunProgram("--help").l_strOut.find("cpu,intr,la,vm,mem,swp,memcnt,fs,io,nwt,proc"),
               std::string::npos);
     EXPECT_EQ(fRunProgram("--version").l_strOut.find("hostmetrics 0."), 0U);
 }

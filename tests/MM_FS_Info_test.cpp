@@ -1,0 +1,374 @@
+#include "collect/MM_FS_Info.h"
+
+#include <cmath>
+#include <condition_variable>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/fuse.h>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <sched.h>
+#include <sstream>
+#include <sys/mount.h>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+#include "driver/PrintInfo.h"
+#include "lib/FixedText.h"
+#include "lib/Owners.h"
+#include "lib/StatfsLimit.h"
+#include "tests/TestSupport.h"
+
+namespace
+{
+// Filesystems that the test makes up, by path. One with a block size of 0 does not answer.
+struct ST_MADE
+{
+    std::mutex l_clLock;
+    std::condition_variable l_clChanged;
+    std::map<std::string, struct statfs64> l_clFigures;
+    int l_nAsked = 0; // of those
+} g_stMade;
+} // namespace
+
+// In place of the C library's, for this program: what is not made up, the kernel answers.
+extern "C" int statfs64(const char* path, struct statfs64* figures) noexcept
+{
+    std::unique_lock lock(g_stMade.l_clLock);
+    const auto made = g_stMade.l_clFigures.find(path);
+    if (made == g_stMade.l_clFigures.end()) {
+        lock.unlock();
+        return static_cast<int>(syscall(SYS_statfs, path, figures));
+    }
+    g_stMade.l_nAsked++;
+    g_stMade.l_clChanged.wait(lock, [&] { return made->second.f_bsize != 0; });
+    *figures = made->second;
+    return 0;
+}
+
+namespace
+{
+using CTexts = std::vector<std::string>;
+
+class FsInfo : public testing::Test
+{
+protected:
+    FsInfo() : m_clHost(m_clTree.fTop()) {}
+    ~FsInfo() override { g_stMade.l_clFigures.clear(); }
+    // Lines "BSIZE BLOCKS BFREE BAVAIL FILES FFREE PATH".
+    void fMake(const std::string& lines) const
+    {
+        const std::lock_guard lock(g_stMade.l_clLock);
+        std::istringstream text(lines);
+        struct statfs64 f = {};
+        while (text >> f.f_bsize >> f.f_blocks >> f.f_bfree >> f.f_bavail >> f.f_files >> f.f_ffree) {
+            std::string path;
+            std::getline(text, path);
+            g_stMade.l_clFigures[m_clTree.fTop() + path.substr(1)] = f;
+        }
+        g_stMade.l_clChanged.notify_all();
+    }
+    // Mounts by device and path, each of 4000000 KB.
+    void fMount(const std::vector<std::pair<std::string, std::string>>& mounts, const char* type = "ext4")
+    {
+        for (const auto& [device, path] : mounts) {
+            m_strMtab += device + " " + path + " " + type + " rw 0 0\n";
+            fMake("4096 1000000 0 0 0 0 " + path);
+        }
+        fgWriteFile(m_clTree.fPath("etc/mtab"), m_strMtab);
+    }
+    // What print_fs_v2 prints.
+    std::string fRecords()
+    {
+        testing::internal::CaptureStdout();
+        const int result = print_fs_v2(&m_clFs);
+        std::string text = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(result, text.empty() ? -1 : 1);
+        return text;
+    }
+    // The table of a pass for text, a row a line.
+    std::string fTable()
+    {
+        const int rows = m_clFs.fGetFileSystem();
+        const CTexts texts = fgSplit(fgReadable(m_clFs.fGetFSInfo()), "|");
+        EXPECT_EQ(rows, texts.size() == 1 ? -1 : static_cast<int>(texts.size()) - 2) << "header, rows, end";
+        std::string table;
+        for (const std::string& text : texts)
+            table += text + "\n";
+        return table;
+    }
+    int fCount() { return m_clFs.fGetFileSystem(); }
+
+    CTestTree m_clTree;
+    CTestHost m_clHost;
+    CMM_FS_Info m_clFs;
+    std::string m_strMtab;
+    const CTestSetting<int> m_clExcluded{g_nExcludeFilesystemCnt, 0};
+};
+
+std::string fFixture(const std::string& name)
+{
+    return fgReadFile(HOSTMETRICS_FIXTURES "/filesystems/" + name);
+}
+} // namespace
+
+TEST_F(FsInfo, ReportsWhatHoldsData)
+{
+    const CTestLog log;
+    EXPECT_EQ(fRecords() + fTable(), "\n");
+    fgWriteFile(m_clTree.fPath("etc/mtab"), fFixture("mtab"));
+    fMake(fFixture("figures"));
+    EXPECT_EQ(fRecords(), fFixture("records"));
+    const CTestSetting formula(g_nFsFreeUsedFlag, 1);
+    EXPECT_EQ(fTable(), fFixture("table"));
+    EXPECT_EQ(m_clFs.fMGetFileSysNext(), nullptr) << "rows are no records";
+    EXPECT_EQ(log.fLines()[0], "[INFO][MM_FS_Info.cpp]setmntent failed(2)");
+    EXPECT_EQ(log.fCount("statfs failed(2)"), 2) << "the damaged line";
+    g_nExcludeFilesystemCnt = fgSetExcludeFilesystem("ext,ext4,nfs4");
+    EXPECT_NE(fTable().find("\n1~/proc~proc~"), std::string::npos) << "whole names alone count then";
+    EXPECT_EQ(m_clFs.fMGetNFileSys(), 2);
+}
+
+TEST_F(FsInfo, TextPassesChooseByMountPointAndDepthAndAddUp)
+{
+    fMount({{"a", "/"}, {"b", "/home"}, {"c", "/home/user"}});
+    fMount({{"d", "/d"}}, "xfs");
+    fMake("1024 3000000 2000000 1000000 70 30 /home");
+    const CTestSetting depth(g_nFSTokenCount, 1);
+    const CTestSetting totals(g_nVAGENT_type, 1);
+    const CTestSetting without(g_nTotExcludeFilesystemCnt, 1);
+    fgCopyText(g_strTotExcludeFilesystem[0], "xfs");
+    EXPECT_EQ(fCount(), 3);
+    EXPECT_EQ((std::array{m_clFs.fGetFSTotalSize(), m_clFs.fGetFSUsedSize(), m_clFs.fGetFSFreeSize(),
+                          m_clFs.fGetFSAvailSize(), m_clFs.fGetINTotalSize(), m_clFs.fGetINUsedSize(),
+                          m_clFs.fGetINFreeSize(), m_clFs.fGetINAvailSize()}),
+              (std::array{7000000ULL, 5000000ULL, 2000000ULL, 1000000ULL, 70ULL, 40ULL, 30ULL, 30ULL}));
+    m_clFs.fMGetFileSys();
+    EXPECT_EQ(m_clFs.fMGetNFileSys(), 4) << "records are not chosen by depth";
+    g_nFSTokenCount = 0;
+    const CTestSetting included(g_nIncludeFilesystemCnt, 1);
+    fgCopyText(g_strIncludeFilesystem[0], "/home/user");
+    EXPECT_EQ(fgSplit(fTable(), "\n")[1].substr(0, 15), "1~/home/user~c~");
+    fgCopyText(g_strIncludeFilesystem[0], "/none");
+    EXPECT_EQ(fgSplit(fTable(), "\n").size(), 2U) << "the header alone";
+    g_nIncludeFilesystemCnt = 0;
+    const std::string far(1100, 'x'); // fields are cut at 1024
+    for (const char* digit : {"/1", "/2", "/3", "/4", "/5", "/6"})
+        fMount({{far, digit + far}}, far.c_str());
+    EXPECT_EQ(fgSplit(fTable(), "\n")[10], "10~/6" + far.substr(0, 1022) + "~" + far.substr(0, 1024) +
+                                               "~4000000~4000000~0~100.00~0~0~0~0~0.00~0~" +
+                                               far.substr(0, 1024) + "~");
+}
+
+TEST_F(FsInfo, NfsMountsAreListedAndAskedFirst)
+{
+    const CTestLog log;
+    fMount({{"127.0.0.1:/a", "/mnt/nas"}}, "nfs");
+    const std::string list = m_clTree.fPath("agent/aproc/shell/NFSList.dat");
+    EXPECT_EQ(fCount(), -1);
+    EXPECT_EQ(fgReadFile(list), "/mnt/nas|127.0.0.1:/a\n");
+    m_clFs.fSetNFSFlag(1);
+    EXPECT_EQ(fCount(), 1);
+    const CTestSetting check(g_nNfsStatusCheckFlag, 1);
+    EXPECT_EQ(fCount(), -1) << "nothing serves NFS version 2 here";
+    EXPECT_EQ(log.fLines(), CTexts{"[INFO][MM_FS_Info.cpp]NFS Server connect failed(127.0.0.1:/a)"});
+    g_nNfsStatusCheckFlag = 0;
+    fgRunCommand("rm " + list + "; ln -s /dev/full " + list); // no link is written through
+    EXPECT_EQ(fCount(), 1);
+    EXPECT_EQ(log.fCount("]fopen failed(../aproc/shell/NFSList.dat)"), 1);
+}
+
+TEST_F(FsInfo, DatastoresComeInGroupsOfSix)
+{
+    const CTestLog log;
+    const CTestSetting totals(g_nVAGENT_type, 1);
+    fMount({});
+    m_clTree.fReplaceScript("agent/bin/shell/LINUX/VMWare_FS.sh", "#!/bin/sh\necho once >>../runs\n");
+    m_clFs.fSetVMFlag(1, 0);
+    EXPECT_EQ(fRecords(), "");
+    m_clFs.fSetVMFlag(1, 1);
+    EXPECT_EQ(fRecords(), "");
+    EXPECT_EQ(fCount(), -1);
+    const std::string spare = "../aproc/shell/vmware_fs_inv.dat_";
+    EXPECT_EQ(log.fLines(), (CTexts{"[INFO][MM_FS_Info.cpp](FS) VMWare FS Gtr " + spare + " file not found",
+                                    "[INFO][MM_FS_Info.cpp]VMWare file not found(" + spare + ")"}));
+    fgWriteFile(spare, fFixture("datastores"));
+    EXPECT_EQ(fTable(), fFixture("datastores-table"));
+    EXPECT_EQ(m_clFs.fGetFSUsedSize(), 93U);
+    fgWriteFile("../aproc/shell/vmware_fs_inv.dat", "");
+    EXPECT_EQ(fCount(), -1) << "the file itself counts first";
+    EXPECT_EQ(fgReadFile("../runs"), "once\n");
+}
+
+TEST_F(FsInfo, ScriptTellsDatastoresOfBothKindsOfHosts)
+{
+    const std::string path = "PATH=" + m_clTree.fPath("tools") + ":$PATH ";
+    for (const std::string tool : {"", "esxcli", "vdf"}) { // the first of them counts that is there
+        fgWriteFile("out", "old");
+        if (!tool.empty()) {
+            fgWriteFile(m_clTree.fPath("tools/" + tool), "");
+            m_clTree.fReplaceScript("tools/" + tool, "#!/bin/sh\ncat <<.\n" + fFixture(tool) + ".\n");
+        }
+        EXPECT_EQ(fgRunCommand(path + "./shell/LINUX/VMWare_FS.sh out; ls | grep out").l_strOut, "out\n");
+        EXPECT_EQ(fgReadFile("out"), fFixture(tool + "-datastores"));
+    }
+}
+
+// Whatever bytes a file has: no fault, and names that end.
+TEST_F(FsInfo, DamagedFilesDoNoHarm)
+{
+    fMount({{"a", "/"}});
+    m_clFs.fSetVMFlag(1, 1);
+    std::mt19937 random(1);
+    for (int round = 0; round < 60; round++) {
+        std::string bad = fFixture("mtab") + fFixture("datastores") + std::string(random() % 3 * 40000, 'v');
+        for (int i = 0; i < 20; i++)
+            bad[random() % bad.size()] = static_cast<char>(random());
+        fgWriteFile(m_clTree.fPath("etc/mtab"), bad);
+        fgWriteFile("../aproc/shell/vmware_fs_inv.dat", bad);
+        fCount();
+        m_clFs.fMGetFileSys();
+        while (const _ST_FS* record = m_clFs.fMGetFileSysNext())
+            ASSERT_LT(strlen(record->l_strFSname), FS_NAME_SIZE);
+    }
+}
+
+TEST_F(FsInfo, AMountThatDoesNotAnswerIsLeftAlone)
+{
+    const CTestLog log;
+    const CTestSetting limit(g_nFsStatTimeoutSec, 2);
+    fMount({{"a", "/dead"}, {"b", "/alive"}});
+    fMake("0 0 0 0 0 0 /dead");
+    g_stMade.l_nAsked = 0;
+    EXPECT_EQ(CMM_FS_Info().fGetFileSystem(), 1) << "a collector that ends before the call it made";
+    const auto start = std::chrono::steady_clock::now();
+    for (int pass = 0; pass < 10; pass++)
+        EXPECT_EQ(fCount(), 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)) << "only the first waits";
+    EXPECT_EQ(g_stMade.l_nAsked, 1 + 11) << "once, and the other in each pass";
+    EXPECT_EQ(log.fCount("]statfs timeout(/dead)"), 11);
+    fMake("4096 1000000 0 0 0 0 /dead");
+    EXPECT_TRUE(fgAwait([this] { return fCount() == 2; }));
+    struct statfs64 figures = {};
+    EXPECT_EQ(fgStatfs("/no/such/path", 1, figures), ENOENT);
+}
+
+// From here on: mounts of this host, in a mount namespace that the test process makes for itself and keeps.
+namespace
+{
+class Mounts : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        static const bool ours =
+            unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+        if (!ours) GTEST_SKIP() << "needs the right to mount";
+        // Whatever this host has that may not answer is none of the test's business.
+        g_nExcludeFilesystemCnt = fgSetExcludeFilesystem("autofs,nfs,nfs4,fuse,fuse.sshfs,cifs,proc");
+    }
+    void TearDown() override { fgRunCommand("umount -l " + m_clTree.fTop() + "/mnt/*"); }
+    // Mounts at a folder of the test; its path, or nothing.
+    std::string fMount(const char* name, const char* type, const std::string& options,
+                       const std::string& source = "test") const
+    {
+        const std::string path = m_clTree.fPath("mnt/" + std::string(name));
+        fgRunCommand("mkdir -p '" + path + "'");
+        const unsigned long flags = type == nullptr ? MS_BIND : 0;
+        return mount(source.c_str(), path.c_str(), type, flags, options.c_str()) == 0 ? path : "";
+    }
+    const _ST_FS* fFind(const std::string& path)
+    {
+        m_clFs.fMGetFileSys();
+        while (const _ST_FS* record = m_clFs.fMGetFileSysNext())
+            if (path == record->l_strFSname) return record;
+        return nullptr;
+    }
+    void fCompareWithDf(const std::string& path)
+    {
+        const _ST_FS* fs = fFind(path);
+        ASSERT_NE(fs, nullptr) << path;
+        char text[256];
+        snprintf(text, sizeof(text), "%llu %llu %llu %llu %llu %llu %.0f%%", fs->l_ulTotDskSize,
+                 fs->l_ulUsdDskSize, fs->l_ulAvaDskSize, fs->l_ulTotIndSize, fs->l_ulUsdIndSize,
+                 fs->l_ulFreIndSize, std::ceil(fs->l_dDskUsage));
+        EXPECT_EQ(fgRunCommand("echo $(df -k --sync --output=size,used,avail,itotal,iused,iavail,pcent '" +
+                               path + "' | tail -n 1)")
+                      .l_strOut,
+                  text + std::string("\n"))
+            << path;
+    }
+    CTestTree m_clTree;
+    const CTestSetting<int> m_clExcluded{g_nExcludeFilesystemCnt, 0};
+    CMM_FS_Info m_clFs;
+};
+
+// Answers what statfs wants of a FUSE filesystem, until that is unmounted.
+void fAnswerFuse(int fuse)
+{
+    alignas(fuse_in_header) char request[FUSE_MIN_READ_BUFFER];
+    while (read(fuse, request, sizeof(request)) > 0) {
+        struct
+        {
+            fuse_out_header head;
+            union
+            {
+                fuse_init_out init;
+                fuse_statfs_out figures;
+            };
+        } answer = {};
+        const auto* head = reinterpret_cast<const fuse_in_header*>(request);
+        const bool init = head->opcode == FUSE_INIT;
+        answer.head.len = sizeof(answer.head) + (init ? sizeof(answer.init) : sizeof(answer.figures));
+        answer.head.unique = head->unique;
+        if (init) {
+            answer.init.major = FUSE_KERNEL_VERSION;
+            answer.init.minor = FUSE_KERNEL_MINOR_VERSION;
+        }
+        else {
+            answer.figures.st = {1000000, 500000, 250000, 0, 0, 4096, 255, 4096, 0, {}};
+        }
+        if (write(fuse, &answer, answer.head.len) < 0) return;
+    }
+}
+} // namespace
+
+TEST_F(Mounts, FiguresAreThoseOfDf)
+{
+    const std::string blanks = fMount("with some blanks", "tmpfs", "size=1500m,nr_inodes=1000", "test store");
+    fgWriteFile(blanks + "/folder/file", std::string(3000000, 'x'));
+    fCompareWithDf(blanks);
+    EXPECT_STREQ(fFind(blanks)->l_strDEVname, "test store");
+    fCompareWithDf(fMount("bound", nullptr, "", blanks + "/folder"));
+    const std::string image = m_clTree.fPath("image"), ext4 = m_clTree.fPath("mnt/ext4");
+    const ST_TEST_RUN run =
+        fgRunCommand("PATH=$PATH:/sbin:/usr/sbin; mkdir " + ext4 + "; truncate -s 1200M " + image +
+                     " && mkfs.ext4 -q -F -m 10 " + image + " && mount -o loop " + image + " " + ext4);
+    if (run.l_nStatus != 0) GTEST_SKIP() << "needs mkfs.ext4 and a loop device: " << run.l_strErr;
+    fgWriteFile(ext4 + "/file", std::string(5000000, 'x'));
+    fCompareWithDf(ext4);
+    EXPECT_GT(fFind(ext4)->l_ulFreDskSize, fFind(ext4)->l_ulAvaDskSize + 100000) << "what is reserved";
+}
+
+TEST_F(Mounts, AFilesystemWithoutAnAnswerHoldsNobodyUp)
+{
+    const CDescriptor fuse(open("/dev/fuse", O_RDWR | O_CLOEXEC));
+    const std::string dead = fMount(
+        "dead", "fuse.test", "fd=" + std::to_string(fuse.fGet()) + ",rootmode=40000,user_id=0,group_id=0");
+    if (dead.empty()) GTEST_SKIP() << "needs /dev/fuse";
+    const std::string alive = fMount("living", "tmpfs", "size=1500m");
+    const CTestLog log;
+    const CTestSetting limit(g_nFsStatTimeoutSec, 2);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(fFind(dead), nullptr);
+    EXPECT_NE(fFind(alive), nullptr);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_EQ(log.fCount("]statfs timeout(" + dead + ")"), 2);
+    std::thread answers(fAnswerFuse, fuse.fGet());
+    EXPECT_TRUE(fgAwait([&] { return fFind(dead) != nullptr && fFind(dead)->l_ulAvaDskSize == 1000000; }));
+    umount2(dead.c_str(), MNT_FORCE | MNT_DETACH); // ends the answers too
+    answers.join();
+}
