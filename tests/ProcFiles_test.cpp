@@ -129,12 +129,15 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
     CMM_PROC_Info kept;
     size_t rows = 0;
     const auto compare = [&](const char* when) {
+        testing::internal::CaptureStdout();
         const ROWS expected = fPass(plain, population);
         const CTestSetting keep(g_nProcKeepFdMax, 1000);
-        EXPECT_EQ(fPass(kept, population), expected) << when;
+        const ROWS found = fPass(kept, population);
+        fflush(stdout);
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(found, expected) << when;
         rows = expected.size();
     };
-    testing::internal::CaptureStdout();
     compare("first");
     compare("nothing happened");
     for (const pid_t pid : {executes, changes, ends})
@@ -153,7 +156,6 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
     EXPECT_EQ(rows, population.fPids().size());
     EXPECT_FALSE(kept.m_ProcMap.contains(goes)) << "samples of the vanished are dropped";
     EXPECT_TRUE(plain.m_ProcMap.contains(goes));
-    testing::internal::GetCapturedStdout();
     if (!isReplaced) GTEST_SKIP() << "no pid could be used again";
 }
 
