@@ -83,6 +83,11 @@ struct ST_TEST_RUN
 };
 ST_TEST_RUN fgRunCommand(const std::string& line);
 
+// True in namespaces of the test's own, where it may do as it likes. Outside it starts the program there once
+// more, for the current test alone, passes on how that went and returns false. options are those of unshare,
+// enter is a command of the shell that prepares what is inside; where it fails the test is skipped.
+bool fgIsApart(const std::string& options, const std::string& enter);
+
 // A table with its separators shown by their last byte alone: "NAME~USED~|CPUS~30.00~".
 std::string fgReadable(std::string_view table);
 
