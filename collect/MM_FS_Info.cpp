@@ -105,12 +105,13 @@ void CMM_FS_Info::fSetVMFlag(int vmFlag, int isVMWare)
     m_nIsVMWare = isVMWare;
 }
 
-// All that the buffer holds, whatever m_nNFs is: a pass for text counts its rows there.
+// All that the buffer holds, whatever m_nNFs is: a pass for text counts its rows there. And whatever the
+// indices are: who took a name out of the buffer left a hole.
 void CMM_FS_Info::fFreeFSObject()
 {
-    const int records = static_cast<int>(m_pclObjectBuffer->fGetSize());
-    for (int index = 1; index <= records; index++)
-        delete static_cast<_ST_FS*>(m_pclObjectBuffer->fGetObject(index));
+    const ST_OBJECTLIST_LNKLST* node = m_pclObjectBuffer->m_pcllData->fGetHeadNode();
+    for (; node != nullptr; node = node->m_pstNext)
+        delete static_cast<_ST_FS*>(node->m_pvdData);
     m_pclObjectBuffer->fFreeObjects();
     m_nCurIndex = 0;
     m_nNFs = 0;

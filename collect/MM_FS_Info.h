@@ -34,7 +34,7 @@ struct _ST_FS
     unsigned long long l_ulUsdIndSize;
     unsigned long long l_ulFreIndSize;
     unsigned long long l_ulAvaIndSize; // always as l_ulFreIndSize
-    double l_dDskUsage;                // percent
+    double l_dDskUsage;                // percent; not a number when nothing is used and nothing available
     double l_dIndUsage;
     int l_nIsUpNow; // kept for the agent, zero here
 };

@@ -40,11 +40,6 @@ unsigned long long fKilobytes(unsigned long long blocks, float kbPerBlock)
     return kb < LIMIT ? static_cast<unsigned long long>(kb) : ULLONG_MAX;
 }
 
-double fPercent(unsigned long long part, unsigned long long whole)
-{
-    return whole == 0 ? 0 : static_cast<double>(part) / static_cast<double>(whole) * 100;
-}
-
 // The number that a field begins with; 0 for none and for one that does not fit.
 template <class T> T fNumber(std::string_view field)
 {
@@ -122,10 +117,13 @@ void fgSetFsFigures(const struct statfs64& figures, _ST_FS& record)
     record.l_ulFreIndSize = figures.f_ffree;
     record.l_ulAvaIndSize = figures.f_ffree;
     record.l_ulUsdIndSize = record.l_ulTotIndSize - record.l_ulFreIndSize;
-    const unsigned long long rest = g_nFsFreeUsedFlag != 0 ? record.l_ulFreDskSize : record.l_ulAvaDskSize;
-    record.l_dDskUsage =
-        record.l_ulTotDskSize == 0 ? 0 : fPercent(record.l_ulUsdDskSize, record.l_ulUsdDskSize + rest);
-    record.l_dIndUsage = fPercent(record.l_ulUsdIndSize, record.l_ulTotIndSize);
+    const auto used = static_cast<double>(record.l_ulUsdDskSize);
+    const auto rest =
+        static_cast<double>(g_nFsFreeUsedFlag != 0 ? record.l_ulFreDskSize : record.l_ulAvaDskSize);
+    // Kept: not a number when nothing is used and nothing available, because all that is free is reserved.
+    record.l_dDskUsage = record.l_ulTotDskSize == 0 ? 0 : used / (used + rest) * 100;
+    const auto inodes = static_cast<double>(record.l_ulTotIndSize);
+    record.l_dIndUsage = inodes == 0 ? 0 : static_cast<double>(record.l_ulUsdIndSize) / inodes * 100;
 }
 
 bool CDatastoreLine::fNext(_ST_FS& record)

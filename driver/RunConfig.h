@@ -38,12 +38,12 @@ extern char g_strTotExcludeFilesystem[FILESYSTEM_ROWS][FILESYSTEM_ROW_SIZE];
 extern int g_nTotExcludeFilesystemCnt;
 extern char g_strIncludeFilesystem[FILESYSTEM_ROWS][FILESYSTEM_ROW_SIZE];
 extern int g_nIncludeFilesystemCnt;
-extern int g_nFsFreeUsedFlag;     // 1: the other formula of used space
+extern int g_nFsFreeUsedFlag;     // other than 0: usage counts what is reserved for root as free
 extern int g_nNfsStatusCheckFlag; // 1: ask NFS servers before measuring their mounts
-extern int g_nVAGENT_type;        // 1 or more: row form consults the totals list as well
+extern int g_nVAGENT_type;        // 1 or more: the row form keeps totals
 extern int g_nFSTokenCount;       // above 0: deepest mount point that is reported
 extern int g_nFsStatTimeoutSec;   // seconds a mount has to answer, lib/StatfsLimit.h; below 1: no limit
-extern int g_nIPv6Flag;           // 1: NFS check by IPv6 server addresses
+extern int g_nIPv6Flag;           // 1: the NFS check asks by TCP, IPv6 and IPv4 servers (lib/CheckNfs.h)
 
 // Process collector.
 extern int g_nProcKeepFdMax;      // descriptors of process files that passes may keep open; below 1: none

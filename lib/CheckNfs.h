@@ -50,7 +50,7 @@ void fgCNSocket_CathAlam(int);
 // none. It is read once, at the start, and stays the caller's. Once a second the thread looks at
 // - g_nAlarmSec: who goes into a call that may block sets it to N before and to 0 behind it. About N seconds
 //   later the process g_nSignalPid gets SIGALRM and g_nAlarmSec is 0. A change from one N to another goes on
-//   counting; it does not start anew.
+//   counting; it does not start anew. Nor does it after a 0 that no look sees.
 // - g_nBlockChkSec, about every 11 seconds and only while g_nBlockChkFlag is 1: a loop that is supervised
 //   stores the time here. When that is longer ago than g_nBlockTimeOut, SIGALRM is sent and the time is now.
 // The globals are those of driver/RunConfig.h; once the thread runs, touch them through lib/SharedFlag.h. The

@@ -1,7 +1,9 @@
 #include "lib/ObjectBuffer.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 CObjectBuffer::CObjectBuffer()
     : m_pcllData(new CObjectList(LIST_ORDER_APPEND)), m_pcllKeyTable(new CObjectList(LIST_ORDER_APPEND))
@@ -27,10 +29,14 @@ int CObjectBuffer::fObjectPut(const char* name, void* object)
 
 int CObjectBuffer::fGetPutIndex(const char*) const
 {
-    int index = 1; // of n names one at most stands in the way of each, so this ends at n + 1
-    while (m_pcllKeyTable->fGetNode(index) != nullptr)
-        index++;
-    return index;
+    // Of n names one at most stands in the way of each index, so one up to n + 1 is free.
+    std::vector<bool> taken(static_cast<size_t>(fGetSize()) + 2);
+    taken[0] = true;
+    const ST_OBJECTLIST_LNKLST* key = m_pcllKeyTable->fGetHeadNode();
+    for (; key != nullptr; key = key->m_pstNext)
+        if (static_cast<size_t>(key->m_nIndex) < taken.size())
+            taken[static_cast<size_t>(key->m_nIndex)] = true;
+    return static_cast<int>(std::find(taken.begin(), taken.end(), false) - taken.begin());
 }
 
 int CObjectBuffer::fObjectRemove(const char* name)

@@ -67,39 +67,14 @@ void fServe(int type, int bound, rpcprog_t program, rpcvers_t version)
     svc_run();
 }
 
-// Sends each connection that many bytes, one by one, of a reply that is said to be endless.
-void fDribble(int listener, size_t bytes)
+// In network, mount and process namespaces, where no port and no process of the host is touched?
+bool fIsInside()
 {
-    for (;;) {
-        const CDescriptor connection(accept(listener, nullptr, nullptr));
-        for (const char byte : std::string("\x7f" + std::string(100, '\0')).substr(0, bytes)) {
-            send(connection.fGet(), &byte, 1, MSG_NOSIGNAL);
-            usleep(100000);
-        }
-    }
-}
-
-// Runs a test's body in network, mount and process namespaces of its own, where no port and no process of the
-// host is touched: in this program, started once more there for this test.
-void fApart(void (*body)())
-{
-    constexpr char INSIDE[] = "HOSTMETRICS_TEST_APART";
-    if (getenv(INSIDE) != nullptr) {
-        ifreq loopback = {{"lo"}, {}};
-        loopback.ifr_flags = IFF_UP;
-        ASSERT_EQ(0, ioctl(CDescriptor(socket(AF_INET, SOCK_DGRAM, 0)).fGet(), SIOCSIFFLAGS, &loopback));
-        body();
-        return;
-    }
-    const std::string unshare = "unshare -nmpf --mount-proc --kill-child ";
-    if (fgRunCommand(unshare + "mount -t tmpfs tmpfs /run").l_nStatus != 0)
-        GTEST_SKIP() << "needs namespaces, which need root: unshare is refused here";
-    const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-    const ST_TEST_RUN run = fgRunCommand(
-        std::string(INSIDE) + "=1 " + unshare + "sh -c 'mount -t tmpfs tmpfs /run && exec \"$0\" " +
-        "--gtest_filter=CheckNfs." + name + "' \"$(readlink /proc/" + std::to_string(getpid()) + "/exe)\"");
-    EXPECT_EQ(0, run.l_nStatus) << run.l_strOut << run.l_strErr;
-    if (run.l_strOut.find("[  SKIPPED ]") != std::string::npos) GTEST_SKIP() << run.l_strOut;
+    if (!fgIsApart("-nmpf --mount-proc --kill-child", "mount -t tmpfs tmpfs /run")) return false;
+    ifreq loopback = {{"lo"}, {}};
+    loopback.ifr_flags = IFF_UP;
+    EXPECT_EQ(0, ioctl(CDescriptor(socket(AF_INET, SOCK_DGRAM, 0)).fGet(), SIOCSIFFLAGS, &loopback));
+    return true;
 }
 
 void fRunPortmapper()
@@ -138,82 +113,56 @@ void fExpect(int answer, double seconds, const char* source, const char* why,
 
 TEST(CheckNfs, AsksAPortmapperAndNfsByUdp)
 {
-    fApart([] {
-        constexpr char SOURCE[] = "127.0.0.1:/export";
-        fExpect(0, 0, SOURCE, "no portmapper");
-        {
-            const CDescriptor silent = fBound(SOCK_DGRAM, PMAPPORT);
-            fExpect(0, 2, SOURCE, "silent portmapper");
-        }
-        const CChild portmapper(fRunPortmapper);
-        if (!fHasPortmapper()) GTEST_SKIP() << "rpcbind cannot be started here";
-        fExpect(0, 0, SOURCE, "not registered");
-        ASSERT_TRUE(fRegister(NFS_PROGRAM, 2, "udp"));
-        fExpect(0, 0, SOURCE, "registered, but gone");
-        {
-            const CDescriptor silent = fBound(SOCK_DGRAM, OTHER_PORT);
-            fExpect(0, 5, SOURCE, "registered, but silent");
-        }
-        const CDescriptor nfs = fBound(SOCK_DGRAM, OTHER_PORT); // anew: the calls before get no late answer
-        {
-            const CChild server([&] { fServe(SOCK_DGRAM, nfs.fGet(), NFS_PROGRAM, 3); });
-            fExpect(0, 0, SOURCE, "another version");
-        }
-        const CChild server([&] { fServe(SOCK_DGRAM, nfs.fGet(), NFS_PROGRAM, 2); });
-        const std::string longest = SOURCE + std::string(100000, 'x');
-        for (const char* source : {SOURCE, "localhost:/a:b", "127.1", longest.c_str()})
-            fExpect(1, 0, source, source);
-        for (const char* source : {"", ":/export", "nohost.invalid:/export", longest.c_str() + 50,
-                                   static_cast<const char*>(nullptr)})
-            fExpect(0, 0, source, "no host");
-    });
+    if (!fIsInside()) return;
+    constexpr char SOURCE[] = "127.0.0.1:/export";
+    fExpect(0, 0, SOURCE, "no portmapper");
+    {
+        const CDescriptor silent = fBound(SOCK_DGRAM, PMAPPORT);
+        fExpect(0, 2, SOURCE, "silent portmapper");
+    }
+    const CChild portmapper(fRunPortmapper);
+    if (!fHasPortmapper()) GTEST_SKIP() << "rpcbind cannot be started here";
+    fExpect(0, 0, SOURCE, "not registered");
+    ASSERT_TRUE(fRegister(NFS_PROGRAM, 2, "udp"));
+    fExpect(0, 0, SOURCE, "registered, but gone");
+    {
+        const CDescriptor silent = fBound(SOCK_DGRAM, OTHER_PORT);
+        fExpect(0, 5, SOURCE, "registered, but silent");
+    }
+    const CDescriptor nfs = fBound(SOCK_DGRAM, OTHER_PORT); // anew: the calls before get no late answer
+    {
+        const CChild server([&] { fServe(SOCK_DGRAM, nfs.fGet(), NFS_PROGRAM, 3); });
+        fExpect(0, 0, SOURCE, "another version");
+    }
+    const CChild server([&] { fServe(SOCK_DGRAM, nfs.fGet(), NFS_PROGRAM, 2); });
+    const std::string longest = SOURCE + std::string(100000, 'x');
+    for (const char* source : {SOURCE, "localhost:/a:b", "127.1", longest.c_str()})
+        fExpect(1, 0, source, source);
+    for (const char* source :
+         {"", ":/export", "nohost.invalid:/export", longest.c_str() + 50, static_cast<const char*>(nullptr)})
+        fExpect(0, 0, source, "no host");
 }
 
-// What a server does at the usual port.
-enum SERVER
+// What a server does with the listener at the usual port.
+template <rpcprog_t PROGRAM, rpcvers_t VERSION> void fServeTcp(int listener)
 {
-    NOBODY,
-    SERVES_4,
-    SERVES_2,
-    OTHER_PROGRAM,
-    HANGS_UP,
-    SILENT,
-    DRIBBLES,
-    DROPS
-};
-
-void fBe(SERVER server, int listener)
-{
-    if (server == HANGS_UP || server == DRIBBLES) fDribble(listener, server == DRIBBLES ? 101 : 0);
-    if (server == NOBODY || server == SILENT || server == DROPS) pause();
-    fServe(SOCK_STREAM, listener, server == OTHER_PROGRAM ? NFS_PROGRAM + 2 : NFS_PROGRAM,
-           server == SERVES_4 ? 4 : 2);
+    fServe(SOCK_STREAM, listener, PROGRAM, VERSION);
 }
-
-const struct ST_TCP_CASE
+// Sends each connection that many bytes, one by one, of a reply that is said to be endless.
+template <size_t BYTES> void fDribble(int listener)
 {
-    const char* l_strWhy;
-    SERVER l_eServer;
-    bool l_bRegistered; // version 3 answers at another port
-    const char* l_strSource;
-    int l_nAnswer;
-    double l_dSeconds;
-} TCP_CASES[] = {
-    {"IPv6 in brackets", SERVES_4, false, "[::1]:/export", 1, 0},
-    {"IPv6", SERVES_4, false, "::1:/export", 1, 0},
-    {"IPv4", SERVES_4, false, "127.0.0.1:/export", 1, 0},
-    {"name", SERVES_4, false, "localhost:/export", 1, 0},
-    {"refuses the version", SERVES_2, false, "[::1]:/export", 1, 0},
-    {"another program", OTHER_PROGRAM, false, "[::1]:/export", 0, 0},
-    {"hangs up", HANGS_UP, false, "[::1]:/export", 0, 0},
-    {"nobody", NOBODY, false, "localhost:/export", 0, 0},
-    {"no host", SERVES_4, false, "[]:/export", 0, 0},
-    {"registered, IPv6", NOBODY, true, "[::1]:/export", 1, 0},
-    {"registered, IPv4", OTHER_PROGRAM, true, "127.0.0.1:/export", 1, 0},
-    {"registered, usual port dropped", DROPS, true, "[::1]:/export", 1, 2.5},
-    {"silent", SILENT, true, "127.0.0.1:/export", 0, 5},
-    {"endless reply", DRIBBLES, false, "[::1]:/export", 0, 5},
-};
+    for (;;) {
+        const CDescriptor connection(accept(listener, nullptr, nullptr));
+        for (const char byte : std::string("\x7f" + std::string(100, '\0')).substr(0, BYTES)) {
+            send(connection.fGet(), &byte, 1, MSG_NOSIGNAL);
+            usleep(100000);
+        }
+    }
+}
+void fStaySilent(int)
+{
+    pause();
+}
 
 // Fills the listener's queue, so that the kernel drops what comes behind.
 std::vector<CDescriptor> fFillQueue()
@@ -229,96 +178,90 @@ std::vector<CDescriptor> fFillQueue()
 
 TEST(CheckNfs, AsksByTcp)
 {
-    fApart([] {
-        const CTestSetting<int> mode(g_nIPv6Flag, 1);
-        const CChild portmapper(fRunPortmapper);
-        if (!fHasPortmapper()) GTEST_SKIP() << "rpcbind cannot be started here";
-        const CDescriptor other = fBound(SOCK_STREAM, OTHER_PORT);
-        const CChild registered([&] { fServe(SOCK_STREAM, other.fGet(), NFS_PROGRAM, 3); });
-        for (const ST_TCP_CASE& row : TCP_CASES) {
-            rpcb_unset(NFS_PROGRAM, 3, nullptr);
-            for (const char* network : {"tcp", "tcp6"})
-                EXPECT_TRUE(!row.l_bRegistered || fRegister(NFS_PROGRAM, 3, network));
-            const CDescriptor usual = row.l_eServer == NOBODY ? CDescriptor() : fBound(SOCK_STREAM, NFS_PORT);
-            const CChild server([&] { fBe(row.l_eServer, usual.fGet()); });
-            const auto queued = row.l_eServer == DROPS ? fFillQueue() : std::vector<CDescriptor>();
-            fExpect(row.l_nAnswer, row.l_dSeconds, row.l_strSource, row.l_strWhy);
-        }
-        fExpect(-1, 0, "[]:/x", "no host", fgNfsCheck);
-    });
+    if (!fIsInside()) return;
+    constexpr bool REGISTERED = true; // version 3 answers at another port
+    constexpr bool DROPS = true;
+    const struct
+    {
+        const char* l_strWhy;
+        const char* l_strSource;
+        int l_nAnswer;
+        double l_dSeconds;
+        void (*l_fnServe)(int listener); // null: nobody listens
+        bool l_bRegistered = false;
+        bool l_bDrops = false;
+    } rows[] = {
+        {"IPv6 in brackets", "[::1]:/export", 1, 0, fServeTcp<NFS_PROGRAM, 4>},
+        {"IPv6", "::1:/export", 1, 0, fServeTcp<NFS_PROGRAM, 4>},
+        {"IPv4", "127.0.0.1:/export", 1, 0, fServeTcp<NFS_PROGRAM, 4>},
+        {"name", "localhost:/export", 1, 0, fServeTcp<NFS_PROGRAM, 4>},
+        {"refuses the version", "[::1]:/export", 1, 0, fServeTcp<NFS_PROGRAM, 2>},
+        {"another program", "[::1]:/export", 0, 0, fServeTcp<NFS_PROGRAM + 2, 4>},
+        {"hangs up", "[::1]:/export", 0, 0, fDribble<0>},
+        {"nobody", "localhost:/export", 0, 0, nullptr},
+        {"no host", "[]:/export", 0, 0, fServeTcp<NFS_PROGRAM, 4>},
+        {"registered, IPv6", "[::1]:/export", 1, 0, nullptr, REGISTERED},
+        {"registered, IPv4", "127.0.0.1:/export", 1, 0, fServeTcp<NFS_PROGRAM + 2, 4>, REGISTERED},
+        {"registered, usual port dropped", "[::1]:/export", 1, 2.5, fStaySilent, REGISTERED, DROPS},
+        {"silent", "127.0.0.1:/export", 0, 5, fStaySilent, REGISTERED},
+        {"endless reply", "[::1]:/export", 0, 5, fDribble<101>},
+    };
+    const CTestSetting<int> mode(g_nIPv6Flag, 1);
+    const CChild portmapper(fRunPortmapper);
+    if (!fHasPortmapper()) GTEST_SKIP() << "rpcbind cannot be started here";
+    const CDescriptor other = fBound(SOCK_STREAM, OTHER_PORT);
+    const CChild registered([&] { fServe(SOCK_STREAM, other.fGet(), NFS_PROGRAM, 3); });
+    for (const auto& row : rows) {
+        rpcb_unset(NFS_PROGRAM, 3, nullptr);
+        for (const char* network : {"tcp", "tcp6"})
+            EXPECT_TRUE(!row.l_bRegistered || fRegister(NFS_PROGRAM, 3, network));
+        const CDescriptor usual = row.l_fnServe == nullptr ? CDescriptor() : fBound(SOCK_STREAM, NFS_PORT);
+        const CChild server([&] {
+            if (row.l_fnServe != nullptr) row.l_fnServe(usual.fGet());
+        });
+        const auto queued = row.l_bDrops ? fFillQueue() : std::vector<CDescriptor>();
+        fExpect(row.l_nAnswer, row.l_dSeconds, row.l_strSource, row.l_strWhy);
+    }
+    fExpect(-1, 0, "[]:/x", "no host", fgNfsCheck);
 }
 
 TEST(CheckNfs, ConnectsToDottedAddressesOnly)
 {
-    fApart([] {
-        fExpect(0, 0, "127.0.0.1:/x", "nobody listens", fgNfsCheck);
-        struct sigaction action = {};
-        sigaction(SIGALRM, nullptr, &action);
-        EXPECT_EQ(fgCNSocket_CathAlam, action.sa_handler) << "stays";
-        const CDescriptor usual = fBound(SOCK_STREAM, NFS_PORT);
-        fExpect(1, 0, "127.0.0.1:/x", "listens", fgNfsCheck);
-        for (const char* source : {"localhost:/x", "1-2.0.0.1:/x"})
-            fExpect(0, 0, source, "not tested", fgNfsCheck);
-        for (const char* source :
-             {"127.0.0.1", "nohost.invalid:/x", ":/x", static_cast<const char*>(nullptr)})
-            fExpect(-1, 0, source, "bad input", fgNfsCheck);
-        const auto queued = fFillQueue();
-        fExpect(0, 5, "127.0.0.1:/x", "dropped", fgNfsCheck);
-    });
+    if (!fIsInside()) return;
+    fExpect(0, 0, "127.0.0.1:/x", "nobody listens", fgNfsCheck);
+    struct sigaction action = {};
+    sigaction(SIGALRM, nullptr, &action);
+    EXPECT_EQ(fgCNSocket_CathAlam, action.sa_handler) << "stays";
+    const CDescriptor usual = fBound(SOCK_STREAM, NFS_PORT);
+    fExpect(1, 0, "127.0.0.1:/x", "listens", fgNfsCheck);
+    for (const char* source : {"localhost:/x", "1-2.0.0.1:/x"})
+        fExpect(0, 0, source, "not tested", fgNfsCheck);
+    for (const char* source : {"127.0.0.1", "nohost.invalid:/x", ":/x", static_cast<const char*>(nullptr)})
+        fExpect(-1, 0, source, "bad input", fgNfsCheck);
+    const auto queued = fFillQueue();
+    fExpect(0, 5, "127.0.0.1:/x", "dropped", fgNfsCheck);
 }
 
-TEST(CheckNfs, HostOfASource)
+TEST(NfsTexts, HostsAndAddresses)
 {
-    const std::pair<const char*, const char*> rows[] = {{"host:/a:/b", "host"},
-                                                        {"host:export", "host"},
-                                                        {"host", "host"},
-                                                        {"[fe80::1%eth0]:/a", "fe80::1%eth0"},
-                                                        {"2001:db8:::/a", "2001:db8::"},
-                                                        {"2001:db8::1", "2001:db8::1"},
-                                                        {"[::1", "::1"},
-                                                        {"[]:/a", ""},
-                                                        {"", ""}};
-    for (const auto& [source, host] : rows)
-        EXPECT_EQ(host, fgNfsHost(source)) << source;
-}
-
-TEST(CheckNfs, Addresses)
-{
-    const struct
-    {
-        const char* l_strText;
-        int l_nLoose;
-        int l_nStrict;
-    } rows[] = {{"192.168.1.1", 1, 1},
-                {"255.255.255.255", 1, 1},
-                {"192.168.1", 0, 0},
-                {"1.2.3.400", 0, 0},
-                {"256.2.3.4", 0, 0},
-                {"a.b.c.d", 0, 0},
-                {"1-2.3.4.5", 1, 0},
-                {"-9.2.3.4", 1, 0},
-                {"1.2.3.4.5", 0, 0},
-                {"1..2.3", 1, 1},
-                {"...9", 1, 1},
-                {"1.2.3.", 1, 0},
-                {"...", 1, 0},
-                {"0123.1.1.1", 1, 1},
-                {"00001.1.1.1", 1, 0},
-                {"1.1.1.00001", 1, 0},
-                {"1.2.3.4a", 0, 0},
-                {"1.2.3.004a", 1, 0},
-                {"1.2.003a.4", 1, 0},
-                {"0000001.2.3.400", 0, 0},
-                {"0000001.2.3.40", 1, 0},
-                {"00000001.2.3.400", 0, 0},
-                {"99999999999.1.1", 0, 0},
-                {"", 0, 0},
-                {nullptr, 0, 0}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.l_strText == nullptr ? "null" : row.l_strText);
-        EXPECT_EQ(row.l_nLoose, fgIPCheck(row.l_strText));
-        EXPECT_EQ(row.l_nStrict, fgIPVaildCheck(row.l_strText));
-    }
+    for (const auto& [host, sources] : {std::pair("host", "host:/a:b host:export host"),
+                                        {"fe80::1%eth0", "[fe80::1%eth0]:/a"},
+                                        {"2001:db8::", "2001:db8:::/a"},
+                                        {"::1", "::1 [::1"},
+                                        {"", "[]:/a :"}})
+        for (const std::string& source : fgSplit(sources, " "))
+            EXPECT_EQ(host, fgNfsHost(source)) << source;
+    constexpr std::tuple<int, int, const char*> ROWS[] = {
+        // loose, strict
+        {1, 1, "192.168.1.1 255.255.255.255 1..2.3 ...9 0123.1.1.1"},
+        {1, 0, "1-2.3.4.5 -9.2.3.4 1.2.3. ... 00001.1.1.1 1.1.1.00001 1.2.3.004a 1.2.003a.4 0000001.2.3.40"},
+        {0, 0, " 192.168.1 1.2.3.400 256.2.3.4 a.b.c.d 1.2.3.4.5 1.2.3.4a 0000001.2.3.400 99999999999.1.1"}};
+    for (const auto& [loose, strict, texts] : ROWS)
+        for (const std::string& text : fgSplit(texts, " ")) {
+            EXPECT_EQ(loose, fgIPCheck(text.c_str())) << text;
+            EXPECT_EQ(strict, fgIPVaildCheck(text.c_str())) << text;
+        }
+    EXPECT_EQ(0, fgIPCheck(nullptr) + fgIPVaildCheck(nullptr));
     sockaddr_in address;
     memset(&address, 0xFF, sizeof(address));
     EXPECT_EQ(1, get_inaddr(&address, "10.1.2.3"));
@@ -327,7 +270,7 @@ TEST(CheckNfs, Addresses)
     EXPECT_EQ(0, get_inaddr(&address, "") + get_inaddr(&address, nullptr) + get_inaddr(nullptr, "10.1.2.3"));
 }
 
-TEST(CheckNfs, WatchdogInterruptsWhatIsArmedAndAHeartThatStopped)
+TEST(Watchdog, InterruptsWhatIsArmedAndAHeartThatStopped)
 {
     sigset_t alarms;
     sigemptyset(&alarms);

@@ -1,6 +1,4 @@
-#include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
 #include <linux/if_packet.h>
 #include <map>
 #include <net/if.h>
@@ -19,29 +17,14 @@
 
 namespace
 {
-constexpr char INSIDE[] = "HOSTMETRICS_TEST_INSIDE";
-constexpr char ENTER[] = "sh -c 'mount -t sysfs sysfs /sys && ip link >/dev/null && exec \"$0\" \"$@\"' ";
 constexpr int FRAME_SIZE = 1000; // bytes, as the counters count them
 
 class NetworkHosts : public testing::Test
 {
 protected:
-    // Outside: runs the test inside and leaves its body out.
     void SetUp() override
     {
-        m_bInside = getenv(INSIDE) != nullptr;
-        if (m_bInside) return;
-        std::string unshare = "unshare --net --mount ";
-        if (geteuid() != 0) unshare += "--map-root-user ";
-        const ST_TEST_RUN may = fgRunCommand(unshare + ENTER + "true");
-        if (may.l_nStatus != 0) GTEST_SKIP() << "no network namespaces here: " << may.l_strErr;
-        const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
-        const ST_TEST_RUN run = fgRunCommand(std::string(INSIDE) + "=1 " + unshare + ENTER +
-                                             std::filesystem::read_symlink("/proc/self/exe").string() +
-                                             " --gtest_filter=NetworkHosts." + test->name());
-        EXPECT_EQ(run.l_nStatus, 0) << run.l_strOut << run.l_strErr;
-        const std::vector<std::string> skipped = fgSplit(run.l_strOut, "Skipped\n");
-        if (skipped.size() > 1) GTEST_SKIP() << fgSplit(skipped[1], "\n")[0];
+        m_bInside = fgIsApart("--net --mount", "mount -t sysfs sysfs /sys && ip link >/dev/null");
     }
     static void fShell(const std::string& line)
     {

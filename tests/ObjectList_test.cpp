@@ -1,27 +1,22 @@
 #include "lib/ObjectList.h"
 
-#include <climits>
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "lib/ObjectBuffer.h"
 
 namespace
 {
-// Keys, each with a payload of its own: the place at which it was added.
-char g_acPlaces[16];
-
-int fAdd(CObjectList& list, int key, int place)
-{
-    const ST_OBJECTLIST_LNKLST node = {key, g_acPlaces + place, nullptr, nullptr};
-    return list.fAddNode(&node);
-}
+char g_acObjects[16]; // payloads: each node gets that of the place at which it was added
 
 void fFill(CObjectList& list, const std::vector<int>& keys)
 {
-    for (size_t i = 0; i < keys.size(); i++)
-        fAdd(list, keys[i], static_cast<int>(i));
+    for (size_t i = 0; i < keys.size(); i++) {
+        const ST_OBJECTLIST_LNKLST node = {keys[i], g_acObjects + i, nullptr, nullptr};
+        list.fAddNode(&node);
+    }
 }
 
 // "key/place" forwards by the cursor; backwards, and the count, have to agree.
@@ -29,8 +24,8 @@ std::string fText(CObjectList& list)
 {
     std::string forwards, backwards;
     const auto show = [](const ST_OBJECTLIST_LNKLST& node) {
-        return std::to_string(node.m_nIndex) + "/" +
-               std::to_string(static_cast<char*>(node.m_pvdData) - g_acPlaces) + " ";
+        const auto place = static_cast<char*>(node.m_pvdData) - g_acObjects;
+        return std::to_string(node.m_nIndex) + "/" + std::to_string(place) + " ";
     };
     long count = 0;
     list.fMoveFirst();
@@ -46,90 +41,70 @@ std::string fText(CObjectList& list)
 
 TEST(ObjectList, OrdersAndDuplicates)
 {
-    const struct
-    {
-        int l_nOrder;
-        int l_nDuplicates;
-        const char* l_strList;
-    } rows[] = {{1, 1, "5/0 1/1 5/2 3/3 "},  {2, 1, "3/3 5/2 1/1 5/0 "}, {3, 1, "1/1 3/3 5/0 5/2 "},
-                {4, -1, "5/0 5/2 3/3 1/1 "}, {0, 7, "1/1 3/3 5/0 5/2 "}, {5, 1, "1/1 3/3 5/0 5/2 "},
-                {3, 0, "1/1 3/3 5/0 "},      {2, 0, "3/3 1/1 5/0 "}};
-    for (const auto& row : rows) {
-        CObjectList list(row.l_nOrder, 7, row.l_nDuplicates);
+    constexpr std::tuple<int, int, const char*> ROWS[] = {
+        {1, 1, "5/0 1/1 5/2 3/3 "},  {2, 1, "3/3 5/2 1/1 5/0 "}, {3, 1, "1/1 3/3 5/0 5/2 "},
+        {4, -1, "5/0 5/2 3/3 1/1 "}, {0, 7, "1/1 3/3 5/0 5/2 "}, {5, 1, "1/1 3/3 5/0 5/2 "},
+        {3, 0, "1/1 3/3 5/0 "}};
+    for (const auto& [order, duplicates, text] : ROWS) {
+        CObjectList list(order, 1, duplicates);
         fFill(list, {5, 1, 5, 3});
         EXPECT_EQ(5, list.fGetNode()->m_nIndex) << "the first one keeps the cursor";
-        EXPECT_EQ(row.l_strList, fText(list)) << row.l_nOrder;
-        EXPECT_EQ(7, list.fGetNodeMaxCnt());
-        EXPECT_EQ(row.l_nDuplicates == 0 ? 0 : 1, fAdd(list, 5, 9));
+        EXPECT_EQ(text, fText(list)) << order;
     }
     CObjectList list;
-    EXPECT_EQ(std::tuple(3, 1000000000L, 1, 0, ""),
-              std::tuple(list.m_nListOrderType, list.fGetNodeMaxCnt(), list.m_nDupFlag, list.fGetErrorCode(),
-                         std::string(list.fGetErrorMsg())));
-    EXPECT_EQ(0, list.fMoveFirst() + list.fMoveLast());
+    EXPECT_EQ(std::tuple(3, 1000000000L, 1),
+              std::tuple(list.m_nListOrderType, list.fGetNodeMaxCnt(), list.m_nDupFlag));
+    EXPECT_EQ(0, list.fMoveFirst() + list.fMoveLast() + list.fGetErrorCode());
     EXPECT_EQ(-2, list.fAddNode(nullptr) + list.fGetErrorCode());
     EXPECT_STREQ("[-1] Add node is NULL", list.fGetErrorMsg());
 }
 
 TEST(ObjectList, DeletingWalksOnceAndPassesTheNewHead)
 {
-    const struct
-    {
-        std::vector<int> l_clKeys;
-        int l_nCursor; // moves from the head
-        const char* l_strLeft;
-        int l_nCursorKey; // INT_MIN: none
-    } rows[] = {{{2, 7, 3, 7}, 1, "2/0 3/2 ", 2},
-                {{7, 7, 3, 7}, 0, "7/1 3/2 ", 7},
-                {{7, 7}, 1, "7/1 ", 7},
-                {{7, 7, 7, 7}, 2, "7/1 ", 7},
-                {{7}, 0, "", INT_MIN},
-                {{7, 3}, 0, "3/1 ", 3},
-                {{3, 2}, 1, "3/0 2/1 ", 2},
-                {{}, 0, "", INT_MIN}};
-    for (const auto& row : rows) {
+    // Keys, moves of the cursor from the head, what is left, the key at the cursor then (0: none).
+    const std::tuple<std::vector<int>, int, const char*, int> rows[] = {{{2, 7, 3, 7}, 1, "2/0 3/2 ", 2},
+                                                                        {{7, 7, 3, 7}, 0, "7/1 3/2 ", 7},
+                                                                        {{7, 7, 7, 7}, 2, "7/1 ", 7},
+                                                                        {{7}, 0, "", 0},
+                                                                        {{3, 2}, 1, "3/0 2/1 ", 2}};
+    for (const auto& [keys, moves, left, cursor] : rows) {
         CObjectList list(LIST_ORDER_APPEND);
-        fFill(list, row.l_clKeys);
+        fFill(list, keys);
         const bool isThere = list.fGetNode(7) != nullptr;
-        for (int i = 0; i < row.l_nCursor; i++)
+        for (int i = 0; i < moves; i++)
             list.fMoveNext();
         EXPECT_EQ(isThere ? 1 : 0, list.fDeleteNode(7));
-        EXPECT_EQ(row.l_nCursorKey, list.fGetNode() == nullptr ? INT_MIN : list.fGetNode()->m_nIndex);
-        EXPECT_EQ(row.l_strLeft, fText(list));
+        EXPECT_EQ(cursor, list.fGetNode() == nullptr ? 0 : list.fGetNode()->m_nIndex);
+        EXPECT_EQ(left, fText(list));
     }
 }
 
 TEST(ObjectBuffer, HandsOutTheLowestIndexAndFindsTheFirstOfAName)
 {
     CObjectBuffer buffer;
-    char* const objects = g_acPlaces;
+    char* const objects = g_acObjects;
     std::string name = "/";
     EXPECT_EQ(1, buffer.fObjectPut(name.data(), objects + 1));
     name = "gone"; // it was copied
     EXPECT_EQ(23, buffer.fObjectPut("/home", objects + 2) * 10 + buffer.fObjectPut("/var", objects + 3));
     EXPECT_EQ(4, buffer.fGetPutIndex("/"));
-    EXPECT_EQ(10, buffer.fObjectRemove("/home") * 10 + buffer.fObjectRemove("/home"));
-    EXPECT_EQ(2, buffer.fObjectPut("/var", objects + 4));
+    EXPECT_EQ(11, buffer.fObjectRemove("/home") * 10 + buffer.fObjectRemove("/"));
+    EXPECT_EQ(12, buffer.fObjectPut("/var", objects + 4) * 10 + buffer.fObjectPut("/new", objects + 5));
     EXPECT_EQ(objects + 3, buffer.fGetObject("/var")) << "the first put";
-    EXPECT_EQ(objects + 5, buffer.fSetObject("/var", objects + 5));
-    EXPECT_EQ(objects + 6, buffer.fSetObject(2, objects + 6));
-    EXPECT_EQ(objects + 5, buffer.fGetObject(3));
-    EXPECT_EQ(objects + 6, buffer.fGetObject(2));
-    EXPECT_STREQ("/var", buffer.fGetObjectKey(2));
-    for (const char* missing : {"/VAR", "/va", "", static_cast<const char*>(nullptr)}) {
-        EXPECT_EQ(nullptr, buffer.fGetObject(missing));
-        EXPECT_EQ(nullptr, buffer.fSetObject(missing, objects));
+    EXPECT_EQ(objects + 6, buffer.fSetObject("/var", objects + 6));
+    EXPECT_EQ(objects + 7, buffer.fSetObject(1, objects + 7));
+    EXPECT_EQ(objects + 6, buffer.fGetObject(3));
+    EXPECT_STREQ("/new", buffer.fGetObjectKey(2));
+    for (const char* missing : {"/VAR", "/va", "", "/home", static_cast<const char*>(nullptr)}) {
+        EXPECT_TRUE(buffer.fGetObject(missing) == nullptr && buffer.fSetObject(missing, objects) == nullptr);
         EXPECT_EQ(0, buffer.fObjectRemove(missing));
     }
-    EXPECT_EQ(nullptr, buffer.fGetObject(0));
-    EXPECT_EQ(nullptr, buffer.fSetObject(4, objects));
-    EXPECT_EQ(nullptr, buffer.fGetObjectKey(4));
-    EXPECT_EQ(0, buffer.fObjectPut(nullptr, objects));
-    EXPECT_EQ(3, buffer.fGetSize());
+    for (const int missing : {0, 4})
+        EXPECT_TRUE(buffer.fGetObject(missing) == nullptr && buffer.fGetObjectKey(missing) == nullptr);
+    EXPECT_EQ(30, buffer.fGetSize() * 10 + buffer.fObjectPut(nullptr, objects));
     EXPECT_EQ(1, buffer.fObjectRemove("/var")) << "then the second entry is found";
-    EXPECT_EQ(objects + 6, buffer.fGetObject("/var"));
+    EXPECT_EQ(objects + 7, buffer.fGetObject("/var"));
     EXPECT_EQ(1, buffer.fFreeObjects());
-    EXPECT_EQ(0, buffer.fGetSize());
-    EXPECT_EQ(1, buffer.fObjectPut("/", objects));
+    EXPECT_EQ(1, buffer.fGetSize() + buffer.fObjectPut("/", objects));
 }
 } // namespace

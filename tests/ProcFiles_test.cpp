@@ -114,7 +114,7 @@ constexpr char PID_NAMESPACE[] = "--pid --fork --mount-proc --kill-child";
 // Both modes give the same rows while processes execute programs, change their owner, end, and are replaced.
 TEST(ProcFiles, KeptFilesGiveTheSameRows)
 {
-    if (!fgInside(PID_NAMESPACE)) return;
+    if (!fgIsApart(PID_NAMESPACE, "true")) return;
     const CTestSetting extended(g_nProcExtendFlag, 1);
     CPopulation population;
     const pid_t executes = population.fStart([] { execl("/bin/sleep", "sleep", "1000", nullptr); });
@@ -161,7 +161,7 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
 
 TEST(ProcFiles, APidThatIsUsedAgainIsAnotherProcess)
 {
-    if (!fgInside(PID_NAMESPACE)) return;
+    if (!fgIsApart(PID_NAMESPACE, "true")) return;
     CPopulation population;
     const pid_t pid = population.fStart();
     const CDescriptor proc(open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));

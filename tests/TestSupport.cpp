@@ -22,6 +22,22 @@ std::string fMakeFolder()
     if (mkdtemp(name.data()) == nullptr) abort();
     return name;
 }
+
+constexpr char APART[] = "HOSTMETRICS_TEST_APART";
+
+void fRunApart(const std::string& enter)
+{
+    const ST_TEST_RUN may = fgRunCommand(enter + "true");
+    if (may.l_nStatus != 0) GTEST_SKIP() << "no namespaces here: " << may.l_strErr;
+    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+    const ST_TEST_RUN run =
+        fgRunCommand(std::string(APART) + "=1 " + enter + fs::read_symlink("/proc/self/exe").string() +
+                     " --gtest_filter=" + test->test_suite_name() + "." + test->name());
+    EXPECT_EQ(run.l_nStatus, 0) << run.l_strOut << run.l_strErr;
+    const size_t skipped = run.l_strOut.find("Skipped\n");
+    if (skipped != std::string::npos)
+        GTEST_SKIP() << run.l_strOut.substr(skipped + 8, run.l_strOut.find('\n', skipped + 8) - skipped - 8);
+}
 } // namespace
 
 // Folders of the tree are real, its files are links: a test may replace one without touching the staged tree.
@@ -128,6 +144,14 @@ ST_TEST_RUN fgRunCommand(const std::string& line)
     return run;
 }
 
+bool fgIsApart(const std::string& options, const std::string& enter)
+{
+    if (getenv(APART) != nullptr) return true;
+    fRunApart("unshare " + options + (geteuid() == 0 ? "" : " --map-root-user") + " sh -c '" + enter +
+              R"( && exec "$0" "$@"' )");
+    return false;
+}
+
 std::string fgReadable(std::string_view table)
 {
     std::string text(table);
@@ -153,26 +177,4 @@ bool fgHasEnded(const std::string& pidFile)
     if (pid.empty()) return false;
     const std::string stat = fgReadFile("/proc/" + pid.substr(0, pid.find('\n')) + "/stat");
     return stat.empty() || stat.find(") Z ") != std::string::npos;
-}
-
-bool fgInside(const std::string& unshareOptions, const std::string& setUp)
-{
-    constexpr char INSIDE[] = "HOSTMETRICS_TEST_INSIDE";
-    if (getenv(INSIDE) != nullptr) return true;
-    const std::string enter = "unshare " + unshareOptions + " sh -c '" + setUp + " && exec \"$0\" \"$@\"' ";
-    const ST_TEST_RUN may = fgRunCommand(enter + "true");
-    const auto skip = [](const std::string& why) { GTEST_SKIP() << why; };
-    if (may.l_nStatus != 0) {
-        skip("no namespaces of its own here: " + may.l_strErr);
-        return false;
-    }
-    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
-    const ST_TEST_RUN run =
-        fgRunCommand(std::string(INSIDE) + "=1 " + enter + fs::read_symlink("/proc/self/exe").string() +
-                     " --gtest_filter=" + test->test_suite_name() + "." + test->name());
-    EXPECT_EQ(run.l_nStatus, 0) << run.l_strOut << run.l_strErr;
-    const size_t skipped = run.l_strOut.find("Skipped\n");
-    if (skipped != std::string::npos)
-        skip(run.l_strOut.substr(skipped + 8, run.l_strOut.find('\n', skipped + 8) - skipped - 8));
-    return false;
 }

@@ -83,6 +83,11 @@ struct ST_TEST_RUN
 };
 ST_TEST_RUN fgRunCommand(const std::string& line);
 
+// True in namespaces of the test's own, where it may do as it likes. Outside it starts the program there once
+// more, for the current test alone, passes on how that went and returns false. options are those of unshare,
+// enter is a command of the shell that prepares what is inside; where it fails the test is skipped.
+bool fgIsApart(const std::string& options, const std::string& enter);
+
 // A table with its separators shown by their last byte alone: "NAME~USED~|CPUS~30.00~".
 std::string fgReadable(std::string_view table);
 
@@ -90,8 +95,3 @@ std::string fgReadable(std::string_view table);
 bool fgAwait(const std::function<bool()>& so);
 // Has the process whose number the file holds, once it holds one, ended?
 bool fgHasEnded(const std::string& pidFile);
-
-// For a test that wants namespaces of its own: true inside them. Outside it runs the test again as a process
-// inside, made by unshare with these options and set up there by a line of shell, takes over how that ended,
-// and returns false: the caller leaves. Skips the test where that is not allowed.
-bool fgInside(const std::string& unshareOptions, const std::string& setUp = "true");
