@@ -25,8 +25,8 @@ namespace fs = std::filesystem;
 
 namespace
 {
-// The host's folder in the tree, at t0. The processes' collectors begin with /proc/loadavg, a pipe here, so
-// that each pass waits for fLetPass.
+// The host's folder in the tree, at t0. A pass begins with /proc/loadavg (--print la), a pipe here, so that
+// it waits for fLetPass.
 class CWholeHost
 {
 public:
