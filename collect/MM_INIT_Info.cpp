@@ -4,8 +4,24 @@
 #include <initializer_list>
 #include <sys/utsname.h>
 
+#include "driver/RunConfig.h"
+#include "lib/HostFile.h"
+
 int CMM_INIT_Info::m_nNObjs = 0;
 ST_OS_VERSION* CMM_INIT_Info::m_pstOsVersion = nullptr;
+
+namespace
+{
+// Another root may be that of a machine with another kernel. uname gives the same text for this host
+// (kernel/utsname_sysctl.c) and needs no /proc.
+bool fReadRelease(utsname& names)
+{
+    constexpr char RELEASE[] = "/proc/sys/kernel/osrelease";
+    if (g_strHostRoot[0] != '\0' && fgReadHostFile(RELEASE, names.release, sizeof(names.release)) > 0)
+        return true;
+    return uname(&names) == 0;
+}
+} // namespace
 
 CMM_INIT_Info::CMM_INIT_Info()
 {
@@ -29,7 +45,7 @@ int CMM_INIT_Info::fMGetVersion()
     free(m_pstOsVersion);
     m_pstOsVersion = static_cast<ST_OS_VERSION*>(calloc(1, sizeof(ST_OS_VERSION)));
     utsname names = {};
-    if (m_pstOsVersion == nullptr || uname(&names) != 0) return 0;
+    if (m_pstOsVersion == nullptr || !fReadRelease(names)) return 0;
     fgParseRelease(names.release, *m_pstOsVersion);
     return 1;
 }

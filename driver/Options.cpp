@@ -27,6 +27,10 @@ constexpr char USAGE[] =
     "folder)\n"
     "  --host-root DIR      observe the host whose root is mounted at DIR\n"
     "  --print LIST         what a pass prints, separated by commas: %s (default: proc)\n"
+    "  --tables[=FORM]      show each collector's text table after a pass, a line a row, as FORM: text\n"
+    "                       (aligned columns, the default), raw (separators as they are), csv, json; "
+    "nothing\n"
+    "                       else is printed then but what --print asks for\n"
     "  --set NAME=VALUE     set an integer of the run configuration, such as g_nCpuUsedInWIO=1\n"
     "  --help               show this text\n"
     "  --version            show the version\n";
@@ -61,10 +65,18 @@ bool fTakeText(std::string& to, const char* option, const char* text)
     return !to.empty() || fComplain("%s takes a value that is not empty", option);
 }
 
+bool fTakeTables(const char* text, ST_OPTIONS& options)
+{
+    options.l_nTables = fgFindTableForm(text);
+    return options.l_nTables.has_value() ||
+           fComplain("--tables takes one of %s, not '%s'", fgTableFormNames().c_str(), text);
+}
+
 struct ST_OPTION
 {
     const char* l_strName;
     bool (*l_fnTake)(const char* value, ST_OPTIONS& options);
+    const char* l_strDefault = nullptr; // the value where none stands behind "="; null: the next argument
 };
 
 const ST_OPTION OPTIONS[] = {
@@ -73,6 +85,7 @@ const ST_OPTION OPTIONS[] = {
      [](const char* value, ST_OPTIONS& o) { return fTakeText(o.l_strHostRoot, "--host-root", value); }},
     {"--print", [](const char* value, ST_OPTIONS& o) { return fTakeText(o.l_strPrint, "--print", value); }},
     {"--set", fTakeSetting},
+    {"--tables", fTakeTables, "text"},
 };
 
 const ST_OPTION* fFindOption(std::string_view name)
@@ -97,9 +110,10 @@ bool fTakeOption(int argc, const char* const* argv, int& at, ST_OPTIONS& options
     if (name == "--help" || name == "--version") return fComplain("%s takes no value", name.c_str());
     if (option == nullptr)
         return fComplain("unknown option '%s'; accepted are --home DIR, --host-root DIR, --print LIST, "
-                         "--set NAME=VALUE, --help, --version",
+                         "--tables[=FORM], --set NAME=VALUE, --help, --version",
                          name.c_str());
     if (equals != std::string_view::npos) return option->l_fnTake(argument.data() + equals + 1, options);
+    if (option->l_strDefault != nullptr) return option->l_fnTake(option->l_strDefault, options);
     if (at >= argc) return fComplain("%s takes a value", name.c_str());
     return option->l_fnTake(argv[at++], options);
 }
@@ -184,6 +198,7 @@ bool fgApplyOptions(const ST_OPTIONS& options)
     for (const auto& [name, value] : options.l_stSettings)
         if (!fApplySetting(name, value)) return false;
     fRaiseFileLimit();
+    if (options.l_nTables) fgSelectTables(*options.l_nTables);
     if (!options.l_strPrint.empty() && !fgSelectPrints(options.l_strPrint.c_str()))
         return fComplain("--print takes names separated by commas out of %s, not '%s'",
                          fgPrintNames().c_str(), options.l_strPrint.c_str());

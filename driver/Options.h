@@ -1,8 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "driver/Tables.h"
 
 // The console program's command line.
 struct ST_OPTIONS
@@ -10,6 +13,7 @@ struct ST_OPTIONS
     std::string l_strHome;                                  // folder to work in; empty: the current one
     std::string l_strHostRoot;                              // empty: this host
     std::string l_strPrint;                                 // print routines by name; empty: the default
+    std::optional<TABLE_FORM> l_nTables;                    // empty: no tables
     std::vector<std::pair<std::string, long>> l_stSettings; // integer globals of the run configuration
     int l_nInterval = 1;                                    // seconds between two passes
     int l_nPassCount = 0;                                   // 0: no limit of the caller's
@@ -26,6 +30,6 @@ enum OPTIONS_RESULT
 // COUNT, each read as strtol does. A negative number is a positional argument.
 OPTIONS_RESULT fgReadOptions(int argc, const char* const* argv, ST_OPTIONS& options);
 
-// Puts the options into effect, after fgInitRunConfig: settings, print routines, host root, and the folder to
-// work in. false after a line on standard error.
+// Puts the options into effect, after fgInitRunConfig: settings, tables, print routines, host root, and the
+// folder to work in. false after a line on standard error.
 bool fgApplyOptions(const ST_OPTIONS& options);

@@ -2,8 +2,12 @@
 
 #include <chrono>
 #include <cstdio>
+#include <fcntl.h>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <unistd.h>
 #include <vector>
 
 #include "collect/MM_CPU_Info.h"
@@ -15,11 +19,13 @@
 #include "collect/MM_PROC_Info.h"
 #include "collect/MM_VM_Info.h"
 #include "driver/PrintInfo.h"
+#include "driver/RunConfig.h"
 #include "inventory/Disk_Info.h"
 #include "inventory/Memory_Info.h"
 #include "inventory/NIC_Info.h"
 #include "inventory/Pci_Info.h"
 #include "lib/NGFunctions.h"
+#include "lib/Owners.h"
 
 namespace
 {
@@ -59,30 +65,30 @@ struct ST_COLLECTORS
     }
 };
 
-void fPrintMemory(CMM_MEM_Info& memory)
+int fPrintMemory(CMM_MEM_Info& memory)
 {
     const CMM_MEM_Info* sample = memory.fMGetMem();
-    print_mem(sample == nullptr ? nullptr : sample->m_pulMEM);
+    return print_mem(sample == nullptr ? nullptr : sample->m_pulMEM);
 }
 
 struct ST_PRINT
 {
     const char* l_strName;
-    void (*l_fnPrint)(ST_COLLECTORS& collectors, double elapsed);
+    int (*l_fnPrint)(ST_COLLECTORS& collectors, double elapsed); // above 0: there was a sample
 };
 
 const ST_PRINT PRINTS[] = {
-    {"cpu", [](ST_COLLECTORS& c, double) { print_cpu_v2(c.l_pclCpu.get()); }},
-    {"intr", [](ST_COLLECTORS& c, double elapsed) { print_cpu_intr(c.l_pclCpu.get(), elapsed); }},
-    {"la", [](ST_COLLECTORS& c, double) { print_la(c.l_pclLa->fMGetLoadAvg()); }},
-    {"vm", [](ST_COLLECTORS& c, double elapsed) { print_vm(c.l_pclVm->fMGetVmStat(elapsed)); }},
-    {"mem", [](ST_COLLECTORS& c, double) { fPrintMemory(*c.l_pclMem); }},
-    {"swp", [](ST_COLLECTORS& c, double) { print_swp(c.l_pclMem->fMGetSwap()); }},
-    {"memcnt", [](ST_COLLECTORS& c, double) { prnit_memcnt(c.l_pclMem.get()); }},
-    {"fs", [](ST_COLLECTORS& c, double) { print_fs_v2(c.l_pclFs.get()); }},
-    {"io", [](ST_COLLECTORS& c, double elapsed) { print_io_v2(c.l_pclIo.get(), elapsed); }},
-    {"nwt", [](ST_COLLECTORS& c, double elapsed) { print_nwt_info(c.l_pclNwt.get(), elapsed); }},
-    {"proc", [](ST_COLLECTORS& c, double) { print_proc_v2(c.l_pclProc.get()); }},
+    {"cpu", [](ST_COLLECTORS& c, double) { return print_cpu_v2(c.l_pclCpu.get()); }},
+    {"intr", [](ST_COLLECTORS& c, double elapsed) { return print_cpu_intr(c.l_pclCpu.get(), elapsed); }},
+    {"la", [](ST_COLLECTORS& c, double) { return print_la(c.l_pclLa->fMGetLoadAvg()); }},
+    {"vm", [](ST_COLLECTORS& c, double elapsed) { return print_vm(c.l_pclVm->fMGetVmStat(elapsed)); }},
+    {"mem", [](ST_COLLECTORS& c, double) { return fPrintMemory(*c.l_pclMem); }},
+    {"swp", [](ST_COLLECTORS& c, double) { return print_swp(c.l_pclMem->fMGetSwap()); }},
+    {"memcnt", [](ST_COLLECTORS& c, double) { return prnit_memcnt(c.l_pclMem.get()); }},
+    {"fs", [](ST_COLLECTORS& c, double) { return print_fs_v2(c.l_pclFs.get()); }},
+    {"io", [](ST_COLLECTORS& c, double elapsed) { return print_io_v2(c.l_pclIo.get(), elapsed); }},
+    {"nwt", [](ST_COLLECTORS& c, double elapsed) { return print_nwt_info(c.l_pclNwt.get(), elapsed); }},
+    {"proc", [](ST_COLLECTORS& c, double) { return print_proc_v2(c.l_pclProc.get()); }},
 };
 
 const ST_PRINT* fFindPrint(std::string_view name)
@@ -98,14 +104,84 @@ std::vector<const ST_PRINT*>& fSelected()
     return selected;
 }
 
+struct ST_TABLE
+{
+    const char* l_strPrint; // the print routine whose sample makes the table as well; empty: none
+    bool (*l_fnSample)(ST_COLLECTORS& collectors, double elapsed); // false: no table in this pass
+    const char* (*l_fnText)(const ST_COLLECTORS& collectors);
+};
+
+const ST_TABLE TABLES[] = {
+    {"cpu", [](ST_COLLECTORS& c, double) { return c.l_pclCpu->fMGetCpu() != nullptr; },
+     [](const ST_COLLECTORS& c) -> const char* { return c.l_pclCpu->m_pStrCpuTAQ; }},
+    {"", [](ST_COLLECTORS& c, double) { return c.l_pclFs->fGetFileSystem() > 0; },
+     [](const ST_COLLECTORS& c) -> const char* { return c.l_pclFs->fGetFSInfo(); }},
+    {"io", [](ST_COLLECTORS& c, double elapsed) { return c.l_pclIo->fMGetIoStat(elapsed, 1, -1) != nullptr; },
+     [](const ST_COLLECTORS& c) -> const char* { return c.l_pclIo->m_pStrDiskTAQ; }},
+    {"nwt",
+     [](ST_COLLECTORS& c, double elapsed) { return c.l_pclNwt->fMGetNetworkStat(elapsed, -1) != nullptr; },
+     [](const ST_COLLECTORS& c) { return c.l_pclNwt->m_pstrNetworkInfo; }},
+    {"proc", [](ST_COLLECTORS& c, double) { return c.l_pclProc->fMGetProc(0) != nullptr; },
+     [](const ST_COLLECTORS& c) -> const char* { return c.l_pclProc->m_pstrProcessInfo; }},
+};
+
+std::optional<TABLE_FORM>& fTableForm()
+{
+    static std::optional<TABLE_FORM> form;
+    return form;
+}
+
+// Keeps what is printed on standard output away from it while it lives. The process collector prints a line
+// for each process, which whoever reads the tables has not asked for.
+class CQuietOutput
+{
+public:
+    CQuietOutput() : m_clKept(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0))
+    {
+        const CDescriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
+        fflush(stdout);
+        if (m_clKept && nowhere) dup2(nowhere.fGet(), STDOUT_FILENO);
+    }
+    ~CQuietOutput()
+    {
+        fflush(stdout);
+        if (m_clKept) dup2(m_clKept.fGet(), STDOUT_FILENO);
+    }
+    CQuietOutput& operator=(CQuietOutput&&) = delete;
+
+private:
+    CDescriptor m_clKept;
+};
+
+bool fSampleTable(const ST_TABLE& table, ST_COLLECTORS& collectors, double elapsed)
+{
+    const CQuietOutput quiet;
+    return table.l_fnSample(collectors, elapsed);
+}
+
+// sampled: the print routines of this pass, and whether each got a sample.
+void fShowTables(ST_COLLECTORS& collectors, double elapsed, const std::map<std::string_view, bool>& sampled)
+{
+    for (const ST_TABLE& table : TABLES) {
+        const auto print = sampled.find(table.l_strPrint);
+        const bool made = print == sampled.end() ? fSampleTable(table, collectors, elapsed) : print->second;
+        const char* text = table.l_fnText(collectors);
+        if (!made || text == nullptr) continue;
+        const std::string shown = fgFormatTable(text, *fTableForm());
+        fwrite(shown.data(), 1, shown.size(), stdout);
+    }
+}
+
 // One pass; elapsed is the time since the pass before, or since the collectors were built.
 void fRunPass(ST_COLLECTORS& collectors, CClock::time_point& last)
 {
     const CClock::time_point now = CClock::now();
     const std::chrono::duration<double> elapsed = now - last;
     last = now;
+    std::map<std::string_view, bool> sampled;
     for (const ST_PRINT* print : fSelected())
-        print->l_fnPrint(collectors, elapsed.count());
+        sampled[print->l_strName] = print->l_fnPrint(collectors, elapsed.count()) > 0;
+    if (fTableForm()) fShowTables(collectors, elapsed.count(), sampled);
     fflush(stdout);
 }
 } // namespace
@@ -140,6 +216,13 @@ bool fgSelectPrints(const char* list)
     }
     fSelected() = selected;
     return true;
+}
+
+void fgSelectTables(TABLE_FORM form)
+{
+    g_nCpuStrType = g_nDiskStrType = g_nInterfaceStrType = 1;
+    fTableForm() = form;
+    fSelected().clear();
 }
 
 std::string fgPrintNames()

@@ -54,6 +54,8 @@ TEST(Program, RefusesBadOptionsWithALineThatHelps)
         {"--set g_nNothing=1", "g_nCpuStrType"},
         {"--set g_strHostRoot=1", "no integer"},
         {"--home /nowhere/at/all", "--home takes a folder"},
+        {"--tables=xml", "text,raw,csv,json"},
+        {"--tables=", "text,raw,csv,json"},
         {"--host-root /nowhere/at/all", "--host-root takes an existing folder"},
     };
     for (const auto& [arguments, helps] : rows) {
@@ -156,6 +158,22 @@ TEST(Program, PrintsLoadMemoryAndSwap)
                                 "vm stat :  2.0(rq)  0.0(pi)  0.0(po)  0.0(si)  0.0(so)  0.0(pf)  0.0(cs) "
                                 " 0.0(picnt)  0.0(pocnt)\n" +
                                 pass);
+}
+
+TEST(Program, ShowsTablesBehindPrints)
+{
+    const auto show = [](const std::string& arguments) {
+        return fRunProgram(LIVE + ("--host-root " HOSTMETRICS_FIXTURES "/linux-6.1/t0 " + arguments))
+            .l_strOut;
+    };
+    const std::string disks = "INDEX,DISKNAME,READCNT,WRITECNT,READKB,WRITEKB,BUSY\n\n";
+    EXPECT_EQ(show("--print cpu,io --tables=csv 0 - 1").find("physical cpu : 0 \n" + disks + "INDEX,PID,"),
+              0U)
+        << "one sample a pass: a second one would have shown CPUs and disks";
+    EXPECT_EQ(show("--tables=csv 0 - 2").find(disks + "INDEX,PID,"), 0U);
+    EXPECT_EQ(fgSplit(show("--tables=csv 0 - 2"), "/sbin/init --deep").size(), 2U + 1U) << "two tables";
+    EXPECT_EQ(fgSplit(show("--tables --print proc 0 - 2"), "/sbin/init --deep").size(), 3U + 1U)
+        << "the lines for people as well";
 }
 
 // Touches the live host.
