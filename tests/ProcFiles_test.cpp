@@ -41,6 +41,15 @@ public:
         m_nPids.insert(pid);
         return pid;
     }
+    // Waits until all of them sleep, are stopped or have ended, so that nothing of them changes.
+    void fSettle() const
+    {
+        for (const pid_t pid : m_nPids)
+            EXPECT_TRUE(fgAwait([pid] {
+                const std::string stat = fgReadFile("/proc/" + std::to_string(pid) + "/stat");
+                return stat.find(") R ") == std::string::npos && stat.find(") D ") == std::string::npos;
+            }));
+    }
     void fEnd(pid_t pid)
     {
         kill(pid, SIGKILL);
@@ -129,6 +138,7 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
     CMM_PROC_Info kept;
     size_t rows = 0;
     const auto compare = [&](const char* when) {
+        population.fSettle();
         testing::internal::CaptureStdout();
         const ROWS expected = fPass(plain, population);
         const CTestSetting keep(g_nProcKeepFdMax, 1000);
