@@ -48,6 +48,9 @@ install(FILES man/hostmetrics.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES README.md CHANGELOG.md cmake/debian/copyright DESTINATION ${HOSTMETRICS_INSTALL_DOCS})
 install(DIRECTORY docs examples DESTINATION ${HOSTMETRICS_INSTALL_DOCS} USE_SOURCE_PERMISSIONS)
 
+if(NOT PROJECT_IS_TOP_LEVEL)
+    return() # the package is the business of who adds this folder
+endif()
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "hostmetrics maintainers <hostmetrics@localhost>"
     CACHE STRING "Maintainer in the Debian package")
