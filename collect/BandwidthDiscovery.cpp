@@ -103,10 +103,10 @@ void fgDiscoverBandwidthEach(CBandwidthList& list, char (&scratch)[LOG_SCRATCH_S
 {
     fDiscover(DISCOVERY_EACH, scratch, [&](const char* ifname) {
         fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth [%s] GTR1", ifname);
+        if (!fgAcceptForShell(ifname, scratch)) return;
         char device[BOND_SLAVE_SIZE];
         fChooseDevice(ifname, device);
-        if (fgAcceptForShell(ifname, scratch) && fgAcceptForShell(device, scratch))
-            fMeasure(ifname, device, list, scratch);
+        if (fgAcceptForShell(device, scratch)) fMeasure(ifname, device, list, scratch);
     });
 }
 

@@ -15,8 +15,8 @@
 void fgDiscoverBandwidthDuplex(CBandwidthList& list, char (&scratch)[LOG_SCRATCH_SIZE]);
 
 // Bandwidth by a script for each interface, at most 5 seconds each and 10 for their names; duplex is full. Of
-// a bond and its VLANs the active slave is measured, the bond itself when there is none. A name that may not
-// go to a shell is left out, with an error line.
+// a bond and its VLANs the active slave is measured, or the bond itself when fgGetBondInfo gives none. A name
+// that may not go to a shell is left out, with an error line.
 void fgDiscoverBandwidthEach(CBandwidthList& list, char (&scratch)[LOG_SCRATCH_SIZE]);
 
 // Bandwidth of all interfaces by one script, at most 10 seconds; duplex is full.
@@ -24,8 +24,9 @@ void fgDiscoverBandwidth(CBandwidthList& list, char (&scratch)[LOG_SCRATCH_SIZE]
 
 constexpr size_t BOND_SLAVE_SIZE = 256; // bytes that any active slave fits in, as long as its line is read
 
-// Writes the name of a bond's active slave, cut to size - 1 bytes, from /proc/net/bonding/IFNAME. Returns 1;
-// -1 when that is no bond or it knows no active slave, as one that balances its load.
+// Writes the name of a bond's active slave, cut to size - 1 bytes, from /proc/net/bonding/IFNAME: the
+// kernel's "None" while the bond has none. Returns 1; -1 when that is no bond, or one that knows no active
+// slave, as those that balance their load.
 int fgGetBondInfo(const char* ifname, char* activeSlave, size_t size);
 
 // The part of an interface's name before the first ".": the bond of "bond0.100".

@@ -4,7 +4,7 @@
 struct ST_OS_VERSION
 {
     int l_nMajorNum;
-    int l_nMinorNum; // the collectors branch on this one alone
+    int l_nMinorNum; // the CPU and process collectors branch on this one alone
     int l_nExtraNum;
 };
 

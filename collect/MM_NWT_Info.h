@@ -125,8 +125,8 @@ public:
     int fGetBandwidth();
     int fGetNewBandwidthDuplex();
     int fGetNewBandwidth();
-    // Writes the name of a bond's active slave into activeSlave, of BOND_SLAVE_SIZE bytes. 1; -1 when there
-    // is none.
+    // Writes the name of a bond's active slave into activeSlave, of BOND_SLAVE_SIZE bytes: fgGetBondInfo. 1,
+    // or -1.
     int fGetBondInfo(const char* ifname, char* activeSlave);
     // Stores an interface's bandwidth in kilobits per second and its duplex code; leaves both as they are
     // when they are not known. 1.

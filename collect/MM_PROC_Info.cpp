@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <new>
 #include <span>
-#include <sys/stat.h>
 
 #include "collect/MM_CPU_Info.h"
 #include "driver/RunConfig.h"
@@ -18,25 +17,11 @@
 #include "lib/ScriptOutput.h"
 #include "lib/TextTable.h"
 
-// Texts of one process's files, each terminated.
-struct ST_PROC_TEXTS
-{
-    int l_nPid;
-    int l_nUid;
-    char* l_pstrStat;
-    char* l_pstrStatm;
-    char* l_pstrIo; // empty where it cannot be read
-    char* l_pstrCommand;
-    size_t l_nCommand;  // bytes of the command line; 0 for a kernel thread or a zombie
-    char* l_pstrStatus; // read for those
-};
-
 namespace
 {
-constexpr size_t PROC_FILE_SIZE = 4096; // bytes read of stat, statm, io and status
-constexpr double FIRST_INTERVAL = 1e9;  // seconds that the first pass is taken to cover
-constexpr long CONSOLE_FLUSH = 4096;    // bytes of lines for people that are handed to stdio at once
-constexpr long TICKS_PER_SECOND = 100;  // USER_HZ of every Linux that this runs on
+constexpr double FIRST_INTERVAL = 1e9; // seconds that the first pass is taken to cover
+constexpr long CONSOLE_FLUSH = 4096;   // bytes of lines for people that are handed to stdio at once
+constexpr long TICKS_PER_SECOND = 100; // USER_HZ of every Linux that this runs on
 
 constexpr char COMMAND_LIST[] = "../../utils/ETC/ShCmd 5 ./shell/LINUX/PSInfoLIN.sh > %s";
 constexpr char FILE_LIST[] = "../aproc/shell/PSInfoLin.dat";
@@ -97,97 +82,6 @@ int fNumber(const char* text)
     return number;
 }
 
-// The paths to open of "/proc/PID" and its files: below an open /proc, which spares the kernel the way to it,
-// or from the root when there is none.
-class CProcPath
-{
-public:
-    CProcPath(int proc, int pid) : m_nProc(proc < 0 ? AT_FDCWD : proc)
-    {
-        char* start = proc < 0 ? fgPutText(m_strPath, CHostPath("/proc/").fGet()) : m_strPath;
-        m_pstrEnd = fgPutInteger(start, pid);
-    }
-    CProcPath(const CProcPath&) = delete;
-    CProcPath& operator=(const CProcPath&) = delete;
-    bool fOwner(int& uid)
-    {
-        *m_pstrEnd = '\0';
-        struct stat folder;
-        if (fstatat(m_nProc, m_strPath, &folder, 0) != 0) return false;
-        uid = static_cast<int>(folder.st_uid);
-        return true;
-    }
-    ssize_t fRead(std::string_view name, char* text, size_t size)
-    {
-        *fgPutText(m_pstrEnd, name) = '\0';
-        return fgReadFileAt(m_nProc, m_strPath, text, size);
-    }
-
-private:
-    char m_strPath[HOST_ROOT_SIZE + NUMBER_TEXT_SIZE + 32];
-    char* m_pstrEnd;
-    int m_nProc;
-};
-
-// Texts of some processes, one behind another. They are read before any is parsed: each call into the kernel
-// costs the parsers and the writers of rows their place in the processor's caches, and this way they lose it
-// once for a batch.
-class CProcBatch
-{
-public:
-    // Reads the files of a process; false when it has vanished. The batch is not full.
-    bool fRead(int proc, int pid)
-    {
-        CProcPath path(proc, pid);
-        ST_PROC_TEXTS& texts = m_stTexts[m_nCount];
-        char* const start = m_pstrAt;
-        texts.l_nPid = pid;
-        bool alive = path.fOwner(texts.l_nUid) &&
-                     fTake(path, "/stat", PROC_FILE_SIZE, texts.l_pstrStat) > 0 &&
-                     fTake(path, "/statm", STATM_SIZE, texts.l_pstrStatm) > 0;
-        if (alive) {
-            fTake(path, "/io", IO_SIZE, texts.l_pstrIo);
-            texts.l_nCommand = fTake(path, "/cmdline", PROC_NAME_SIZE, texts.l_pstrCommand);
-            alive = texts.l_nCommand > 0 || fTake(path, "/status", PROC_FILE_SIZE, texts.l_pstrStatus) > 0;
-        }
-        if (alive)
-            m_nCount++;
-        else
-            m_pstrAt = start;
-        return alive;
-    }
-    bool fIsFull() const { return m_nCount == MOST || m_pstrAt > m_strTexts + USUAL; }
-    std::span<ST_PROC_TEXTS> fTexts() { return {m_stTexts, m_nCount}; }
-    void fClear()
-    {
-        m_nCount = 0;
-        m_pstrAt = m_strTexts;
-    }
-
-private:
-    static constexpr size_t MOST = 32;           // processes
-    static constexpr size_t USUAL = MOST * 1024; // bytes of their texts; the last one's may go beyond
-    static constexpr size_t STATM_SIZE = 256;    // seven numbers of at most 20 digits
-    static constexpr size_t IO_SIZE = 512;       // seven lines of at most 44 bytes
-    static constexpr size_t LONGEST = 2 * PROC_FILE_SIZE + STATM_SIZE + IO_SIZE + PROC_NAME_SIZE;
-
-    // Reads one file behind the others; returns its length, 0 also when it cannot be read.
-    size_t fTake(CProcPath& path, std::string_view name, size_t size, char*& text)
-    {
-        text = m_pstrAt;
-        const ssize_t length = path.fRead(name, text, size);
-        const size_t taken = length > 0 ? static_cast<size_t>(length) : 0;
-        text[taken] = '\0';
-        m_pstrAt += taken + 1;
-        return taken;
-    }
-
-    size_t m_nCount = 0;
-    char* m_pstrAt = m_strTexts; // where the next text goes
-    ST_PROC_TEXTS m_stTexts[MOST];
-    char m_strTexts[USUAL + LONGEST];
-};
-
 // Puts the command line as one text, or the bracketed name; returns its length. name has PROC_NAME_SIZE
 // bytes.
 size_t fCommandText(const ST_PROC_TEXTS& texts, char* name)
@@ -199,20 +93,32 @@ size_t fCommandText(const ST_PROC_TEXTS& texts, char* name)
     return texts.l_nCommand;
 }
 
+struct ST_IO_LINE
+{
+    std::string_view l_strKey;
+    unsigned long long proc_s::*l_ullCounter;
+};
+constexpr ST_IO_LINE IO_LINES[] = {{"read_bytes: ", &proc_s::io_read}, {"write_bytes: ", &proc_s::io_write}};
+
 // Takes "read_bytes: 4096" of io, or "write_bytes: 4096", from a line whose first "_" stands at mark; a line
 // that holds "cancelled_" would land in io_write. Returns the end of the line.
 const char* fTakeIoLine(const char* line, const char* mark, proc_s& work)
 {
     const char* const end = strchrnul(mark, '\n');
     const std::string_view text(line, static_cast<size_t>(end - line));
-    const auto has = [text](std::string_view key) {
-        return text.starts_with(key) || text.find(key) != std::string_view::npos;
-    };
-    if (has("cancelled_")) return end;
+    const auto has = [text](std::string_view key) { return text.find(key) != std::string_view::npos; };
+    long value = 0;
+    for (const auto& [key, counter] : IO_LINES) { // as the kernel writes them
+        if (!text.starts_with(key)) continue;
+        CNumberScan number(line + key.size());
+        if (!number.fLong(value) || number.fAt() != end) continue;
+        work.*counter = static_cast<unsigned long long>(value);
+        return end;
+    }
+    if (text.starts_with("cancelled_") || has("cancelled_")) return end;
     const bool isRead = has("read_bytes");
     if (!isRead && !has("write_bytes:")) return end;
     CNumberScan scan(line);
-    long value = 0;
     if (scan.fWord() && scan.fLong(value) && scan.fAt() <= end)
         (isRead ? work.io_read : work.io_write) = static_cast<unsigned long long>(value);
     return end;
@@ -337,7 +243,6 @@ struct CMM_PROC_Info::ST_PASS
 {
     ST_PASS(char*& text, int& size) : l_clTable(text, size) {}
     CTextTable l_clTable;
-    int l_nProc = -1; // descriptor of /proc
     CProcBatch l_clBatch;
     PROC_LAYOUT l_nLayout = PROC_LAYOUT_NONE;
     double l_dElapsed = 0;             // hundredths of a second
@@ -378,19 +283,17 @@ CMM_PROC_Info::~CMM_PROC_Info()
 
 char* CMM_PROC_Info::fMGetProc(int)
 {
+    const COwnedDir proc = fOpenProc();
     const double elapsed = fMGetTimeDiff();
     const unsigned long totalMemory = fMGetSysTotMem();
     m_tTime = time(nullptr);
     fReadUpTime();
-
-    const COwnedDir proc = fgOpenHostDir("/proc");
     if (proc == nullptr || m_pstrProcessInfo == nullptr) return nullptr;
     fgLog(LOG_PROC, LOG_NORMAL, m_strLogMsg, "MinorNum[%d]GtrProcType[%d]GtrJavaProc[%d]", fMLinux_Minor(),
           g_nGetProcessType, g_nGetProcessJAVA);
 
     const std::unique_ptr<ST_PASS> pass(new (std::nothrow) ST_PASS(m_pstrProcessInfo, m_nProcessInfoBufSize));
     if (pass == nullptr) return nullptr;
-    pass->l_nProc = dirfd(proc.get());
     pass->l_nLayout = fgProcLayout(g_nExecedFileNameFlag, g_nProcExtendFlag);
     pass->l_dElapsed = elapsed;
     pass->l_ulTotalMemory = totalMemory;
@@ -398,13 +301,21 @@ char* CMM_PROC_Info::fMGetProc(int)
     pass->l_bConsole = pass->l_nLayout == PROC_LAYOUT_EXTENDED && m_nNewCount > 0;
     fgAppendHeader(pass->l_clTable, LAYOUTS[pass->l_nLayout].l_strHeader);
 
+    const bool isListed = fMLinux_Minor() == 4 && g_nGetProcessType == 1;
+    const int keepMost = isListed ? 0 : g_nProcKeepFdMax; // a list has any order
     pass->l_itNext = m_ProcMap.begin();
     m_pitNext = &pass->l_itNext;
-    if (fMLinux_Minor() == 4 && g_nGetProcessType == 1)
+    m_clFiles.fBegin(dirfd(proc.get()), keepMost);
+    if (isListed)
         fGatherListed(*pass);
     else
         fGatherAll(*pass, proc.get());
+    m_clFiles.fEnd();
     m_pitNext = nullptr;
+    if (keepMost > 0) {
+        fProcMapErase();
+        fProcMapUpdate();
+    }
     pass->fFlushConsole();
     m_nNewCount = 1;
     if (m_nVMFlag == 1 && m_nIsVMWare == 1) fAppendVirtual(*pass);
@@ -413,6 +324,15 @@ char* CMM_PROC_Info::fMGetProc(int)
     if (m_nNProc == 0) return nullptr;
     m_nInsertFirst = 1;
     return m_pstrProcessInfo;
+}
+
+// A pass wants one more descriptor, for one file after another. Kept ones make room when there is none left.
+COwnedDir CMM_PROC_Info::fOpenProc()
+{
+    COwnedDir proc = fgOpenHostDir("/proc");
+    if (proc != nullptr && CDescriptor(fcntl(dirfd(proc.get()), F_DUPFD_CLOEXEC, 0))) return proc;
+    if (fCloseKeptFiles() > 0 && proc == nullptr) proc = fgOpenHostDir("/proc");
+    return proc;
 }
 
 int CMM_PROC_Info::fMGetNProcs()
@@ -461,7 +381,7 @@ void CMM_PROC_Info::fGatherListed(ST_PASS& pass)
 
 void CMM_PROC_Info::fGatherPid(ST_PASS& pass, int pid)
 {
-    pass.l_clBatch.fRead(pass.l_nProc, pid);
+    pass.l_clBatch.fRead(m_clFiles, pid);
     if (pass.l_clBatch.fIsFull()) fFinishBatch(pass);
 }
 
@@ -540,11 +460,12 @@ void CMM_PROC_Info::fAppendVirtual(ST_PASS& pass)
 int CMM_PROC_Info::fMReadProcTable(int pid, proc_s* work, _ST_PROC* out, unsigned long totMemKB,
                                    double elapsed, int)
 {
+    CProcFiles files;
     CProcBatch batch;
-    if (!batch.fRead(-1, pid) || fFillProcess(batch.fTexts().front(), work, out, totMemKB, elapsed) == 0)
+    if (!batch.fRead(files, pid) || fFillProcess(batch.fTexts().front(), work, out, totMemKB, elapsed) == 0)
         return 0;
     // No row has these texts: a pass goes without.
-    fgCopyText(out->l_strCTime, m_pclUtil->fFormatTime(out->l_nCTime / static_cast<int>(TICKS_PER_SECOND)));
+    fgCopyText(out->l_strCTime, m_pclUtil->fFormatTime(static_cast<int>(out->l_nCTime / TICKS_PER_SECOND)));
     fgCopyText(out->l_strStart, m_pclUtil->fGetLocalTime(out->l_nStart));
     return 1;
 }
@@ -569,7 +490,7 @@ size_t CMM_PROC_Info::fFillProcess(ST_PROC_TEXTS& texts, proc_s* work, _ST_PROC*
     fFillRecord(*work, out, totMemKB);
     fgCopyText(out->l_strUname, m_pclUser->fUserName(work->uid));
     out->l_dPCPU = static_cast<float>(static_cast<double>(out->l_nCTime) / elapsed * 100);
-    fKeepSample(out, elapsed);
+    fKeepSample(out, elapsed, texts.l_bReplaced);
     out->l_chStatus = fgProcState(work->state);
     out->l_nIsUpNow = 1;
     return fTrimBlanks(out->l_strPname, length);
@@ -611,10 +532,12 @@ std::unique_ptr<_ST_PROC_OLD_LIST>& CMM_PROC_Info::fEntry(int pid)
     return entry->second;
 }
 
-// Rates against the previous sample of the pid, if there is one, and this sample in its place.
-void CMM_PROC_Info::fKeepSample(_ST_PROC* out, double elapsed)
+// Rates against the previous sample of the pid, if there is one and it is not that of a process before this
+// one, and this sample in its place.
+void CMM_PROC_Info::fKeepSample(_ST_PROC* out, double elapsed, bool isReplaced)
 {
     std::unique_ptr<_ST_PROC_OLD_LIST>& entry = fEntry(out->l_nPid);
+    if (isReplaced) entry.reset();
     const bool known = entry != nullptr;
     if (!known) entry = std::make_unique<_ST_PROC_OLD_LIST>();
     if (known && m_nInsertFirst == 0) return; // listed twice in the first pass

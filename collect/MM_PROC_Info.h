@@ -10,11 +10,11 @@
 #include <sys/time.h>
 
 #include "collect/MM_INIT_Info.h"
+#include "collect/ProcFiles.h"
 #include "collect/SSUser.h"
 #include "collect/SSUtil.h"
 #include "lib/LogGate.h"
-
-constexpr size_t PROC_NAME_SIZE = 10241; // bytes of a command line, terminator included
+#include "lib/Owners.h"
 
 // Raw fields of one process as its files give them; one work record serves a whole pass. Fields without a
 // source in the comments are kept for the agent and never filled.
@@ -84,7 +84,6 @@ struct _ST_PROC_OLD_LIST
 using CProcMap = std::map<int, std::unique_ptr<_ST_PROC_OLD_LIST>>; // previous samples by pid
 
 struct ST_PROCALL_LIST; // kept for the agent
-struct ST_PROC_TEXTS;   // what was read of one process
 
 // Row layouts, chosen by g_nExecedFileNameFlag and g_nProcExtendFlag.
 constexpr char HEADER_PROC[] =
@@ -150,10 +149,14 @@ public:
     double fMGetTimeDiff();
     unsigned long fMGetSysTotMem(); // KB, "MemTotal:" of /proc/meminfo; 0 when it cannot be had
 
-    // Mark and sweep of the previous samples of vanished processes. A pass calls neither, so that they stay
-    // until the object is destroyed.
+    // Mark and sweep of the previous samples of vanished processes. Passes call them with g_nProcKeepFdMax
+    // above 0 only; without it the samples stay until the object is destroyed.
     void fProcMapUpdate(); // unmarks every entry; each process read marks its own again
     void fProcMapErase();  // drops those still unmarked
+
+    // Closes the files that passes keep open (g_nProcKeepFdMax), as an agent may before it sleeps; the next
+    // pass opens them again. Returns how many those were.
+    int fCloseKeptFiles() { return m_clFiles.fCloseAll(); }
 
     CSSUser* m_pclUser;
     CSSUtil* m_pclUtil;
@@ -180,6 +183,7 @@ public:
 
 private:
     struct ST_PASS;
+    COwnedDir fOpenProc();
     void fReadUpTime();
     void fGatherAll(ST_PASS& pass, DIR* proc);
     void fGatherListed(ST_PASS& pass);
@@ -192,10 +196,11 @@ private:
     size_t fFillProcess(ST_PROC_TEXTS& texts, proc_s* work, _ST_PROC* out, unsigned long totMemKB,
                         double elapsed);
     void fFillRecord(const proc_s& work, _ST_PROC* out, unsigned long totMemKB);
-    void fKeepSample(_ST_PROC* out, double elapsed);
+    void fKeepSample(_ST_PROC* out, double elapsed, bool isReplaced);
 
     std::unique_ptr<_ST_PROC_OLD_LIST>& fEntry(int pid);
 
+    CProcFiles m_clFiles;
     CProcMap::iterator* m_pitNext = nullptr; // the pass's own, while one runs
 };
 

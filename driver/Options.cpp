@@ -1,5 +1,6 @@
 #include "driver/Options.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -154,6 +156,19 @@ bool fApplyHostRoot(const std::string& root)
     return usable || fComplain("--host-root takes an existing folder with a path below %zu bytes, not '%s'",
                                sizeof(g_strHostRoot), root.c_str());
 }
+
+// At most half of the soft limit of open files goes to those that the process collector keeps: raises it to
+// what that takes, as far as the hard limit goes.
+void fRaiseFileLimit()
+{
+    if (g_nProcKeepFdMax <= 0) return;
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    const rlim_t wanted = 2 * static_cast<rlim_t>(g_nProcKeepFdMax);
+    if (wanted <= limit.rlim_cur) return;
+    limit.rlim_cur = std::min(wanted, limit.rlim_max);
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
 } // namespace
 
 OPTIONS_RESULT fgReadOptions(int argc, const char* const* argv, ST_OPTIONS& options)
@@ -183,6 +198,7 @@ bool fgApplyOptions(const ST_OPTIONS& options)
 {
     for (const auto& [name, value] : options.l_stSettings)
         if (!fApplySetting(name, value)) return false;
+    fRaiseFileLimit();
     if (!options.l_strPrint.empty() && !fgSelectPrints(options.l_strPrint.c_str()))
         return fComplain("--print takes names separated by commas out of %s, not '%s'",
                          fgPrintNames().c_str(), options.l_strPrint.c_str());

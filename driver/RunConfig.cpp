@@ -28,6 +28,7 @@ int g_nFSTokenCount;
 int g_nFsStatTimeoutSec;
 int g_nIPv6Flag;
 
+int g_nProcKeepFdMax;
 int g_nGetProcessType;
 int g_nGetProcessJAVA;
 int g_nExecedFileNameFlag;
@@ -79,6 +80,7 @@ const ST_CONFIG_ROW CONFIG_ROWS[] = {
     {"g_nExcludeFilesystemCnt", &g_nExcludeFilesystemCnt, true},
     {"g_nTotExcludeFilesystemCnt", &g_nTotExcludeFilesystemCnt, true},
     {"g_nIncludeFilesystemCnt", &g_nIncludeFilesystemCnt, true},
+    {"g_nProcKeepFdMax", &g_nProcKeepFdMax},
     {"g_nGetProcessType", &g_nGetProcessType},
     {"g_nGetProcessJAVA", &g_nGetProcessJAVA},
     {"g_nExecedFileNameFlag", &g_nExecedFileNameFlag},

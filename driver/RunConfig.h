@@ -46,6 +46,7 @@ extern int g_nFsStatTimeoutSec;   // seconds a mount has to answer, lib/StatfsLi
 extern int g_nIPv6Flag;           // 1: NFS check by IPv6 server addresses
 
 // Process collector.
+extern int g_nProcKeepFdMax;      // descriptors of process files that passes may keep open; below 1: none
 extern int g_nGetProcessType;     // 1: shell-listed processes, on kernels with minor number 4
 extern int g_nGetProcessJAVA;     // 1: correct the CPU share of "java", on kernels with minor number 4
 extern int g_nExecedFileNameFlag; // 1: rows carry the executed file's name

@@ -39,12 +39,7 @@ ssize_t fgReadHostFile(const char* path, char* text, size_t size)
 
 ssize_t fgReadFile(const char* path, char* text, size_t size)
 {
-    return fgReadFileAt(AT_FDCWD, path, text, size);
-}
-
-ssize_t fgReadFileAt(int folder, const char* path, char* text, size_t size)
-{
-    const CDescriptor file(openat(folder, path, O_RDONLY | O_CLOEXEC));
+    const CDescriptor file(open(path, O_RDONLY | O_CLOEXEC));
     if (!file) return -1;
     const ssize_t length = pread(file.fGet(), text, size - 1, 0);
     if (length >= 0) text[length] = '\0';

@@ -38,9 +38,6 @@ ssize_t fgReadHostFile(const char* path, char* text, size_t size);
 // The same for a path that CHostPath has already turned into the one to open.
 ssize_t fgReadFile(const char* path, char* text, size_t size);
 
-// The same for a path relative to an open folder, or AT_FDCWD.
-ssize_t fgReadFileAt(int folder, const char* path, char* text, size_t size);
-
 // A whole file of the host, whatever its length. The memory is kept from one file to the next.
 class CHostText
 {

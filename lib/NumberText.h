@@ -113,14 +113,16 @@ template <unsigned BASE> inline unsigned CNumberScan::fDigit(char c)
 // leaves the text where it stood then.
 inline bool CNumberScan::fPlain(unsigned long& value)
 {
-    constexpr int SAFE_DIGITS = 18; // fit a long, whatever they are
+    constexpr unsigned long TEN_TO_19 = 10000000000000000000U;
     const char* at = m_pstrAt;
     if (*at == ' ') at++;
     const char* const start = at;
     unsigned long sum = 0;
     for (unsigned digit = 0; (digit = fDigit<10>(*at)) < 10; at++)
         sum = sum * 10 + digit;
-    if (at == start || at - start > SAFE_DIGITS) return false;
+    // 19 digits fit, and of 20 those that begin with 1 and did not wrap to something small.
+    const auto length = at - start;
+    if (length == 0 || length > 20 || (length == 20 && (*start != '1' || sum < TEN_TO_19))) return false;
     value = sum;
     m_pstrAt = at;
     return true;
@@ -154,7 +156,7 @@ inline bool CNumberScan::fLong(long& value)
 {
     unsigned long plain = 0;
     if (fPlain(plain)) {
-        value = static_cast<long>(plain);
+        value = plain > static_cast<unsigned long>(LONG_MAX) ? LONG_MAX : static_cast<long>(plain);
         return true;
     }
     ST_MAGNITUDE number;

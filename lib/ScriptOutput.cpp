@@ -4,13 +4,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "lib/Owners.h"
 
 namespace
 {
 constexpr size_t COMMAND_SIZE = 1024;
-}
+constexpr char QUIET_SHELL[] = "exec 2>/dev/null; ";
+} // namespace
 
 void fgRunShellLine(const char* line)
 {
@@ -24,7 +26,9 @@ void fgRunShell(const char* format, ...)
     va_start(values, format);
     const int length = vsnprintf(line, sizeof(line), format, values);
     va_end(values);
-    if (length >= 0 && static_cast<size_t>(length) < sizeof(line)) fgRunShellLine(line);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof(line)) return;
+    const bool quiet = strstr(line, " 2>") != nullptr;
+    fgRunShellLine((std::string(quiet ? QUIET_SHELL : "") + line).c_str());
 }
 
 size_t fgReadFirstLine(const char* path, char* line, size_t size)

@@ -40,10 +40,8 @@ protected:
                                              std::filesystem::read_symlink("/proc/self/exe").string() +
                                              " --gtest_filter=NetworkHosts." + test->name());
         EXPECT_EQ(run.l_nStatus, 0) << run.l_strOut << run.l_strErr;
-        const size_t skipped = run.l_strOut.find("Skipped\n");
-        if (skipped != std::string::npos)
-            GTEST_SKIP() << run.l_strOut.substr(skipped + 8,
-                                                run.l_strOut.find('\n', skipped + 8) - skipped - 8);
+        const std::vector<std::string> skipped = fgSplit(run.l_strOut, "Skipped\n");
+        if (skipped.size() > 1) GTEST_SKIP() << fgSplit(skipped[1], "\n")[0];
     }
     static void fShell(const std::string& line)
     {
@@ -57,14 +55,12 @@ protected:
         sockaddr_ll to = {};
         to.sll_family = AF_PACKET;
         to.sll_ifindex = static_cast<int>(if_nametoindex(ifname));
+        ASSERT_EQ(bind(raw.fGet(), reinterpret_cast<sockaddr*>(&to), sizeof(to)), 0) << ifname;
         char frame[FRAME_SIZE] = {};
         frame[12] = '\x88'; // local experiments (IEEE 802)
         frame[13] = '\xB5';
         for (int i = 0; i < frames; i++)
-            ASSERT_EQ(
-                sendto(raw.fGet(), frame, sizeof(frame), 0, reinterpret_cast<sockaddr*>(&to), sizeof(to)),
-                FRAME_SIZE)
-                << ifname << ": " << strerror(errno);
+            ASSERT_EQ(send(raw.fGet(), frame, sizeof(frame), 0), FRAME_SIZE) << strerror(errno);
     }
     // The rows of a pass over one second by name.
     struct ST_ROW
@@ -107,8 +103,9 @@ TEST_F(NetworkHosts, TwoHostsOnAVethPair)
     sendAway(1);
     const CTestSetting bandwidth(g_nLinuxBandwidthFlag, 1);
     CMM_NWT_Info net;
-    ASSERT_NE(net.m_pclBandwidthList->fGetNode("v0"), nullptr) << "a pair that is up has a speed";
-    const double capacity = static_cast<double>(net.m_pclBandwidthList->fGetNode("v0")->m_lBandwidth) * 125;
+    const _ST_BANDWIDTH_LIST* pair = net.m_pclBandwidthList->fGetNode("v0");
+    ASSERT_NE(pair, nullptr) << "a pair that is up has a speed";
+    const double capacity = static_cast<double>(pair->m_lBandwidth) * 125;
     ASSERT_NE(net.fMGetNetworkStat(), nullptr);
     const timeval before = net.m_stOldIoTime;
     fSend("v0", 20000);

@@ -154,3 +154,25 @@ bool fgHasEnded(const std::string& pidFile)
     const std::string stat = fgReadFile("/proc/" + pid.substr(0, pid.find('\n')) + "/stat");
     return stat.empty() || stat.find(") Z ") != std::string::npos;
 }
+
+bool fgInside(const std::string& unshareOptions, const std::string& setUp)
+{
+    constexpr char INSIDE[] = "HOSTMETRICS_TEST_INSIDE";
+    if (getenv(INSIDE) != nullptr) return true;
+    const std::string enter = "unshare " + unshareOptions + " sh -c '" + setUp + " && exec \"$0\" \"$@\"' ";
+    const ST_TEST_RUN may = fgRunCommand(enter + "true");
+    const auto skip = [](const std::string& why) { GTEST_SKIP() << why; };
+    if (may.l_nStatus != 0) {
+        skip("no namespaces of its own here: " + may.l_strErr);
+        return false;
+    }
+    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+    const ST_TEST_RUN run =
+        fgRunCommand(std::string(INSIDE) + "=1 " + enter + fs::read_symlink("/proc/self/exe").string() +
+                     " --gtest_filter=" + test->test_suite_name() + "." + test->name());
+    EXPECT_EQ(run.l_nStatus, 0) << run.l_strOut << run.l_strErr;
+    const size_t skipped = run.l_strOut.find("Skipped\n");
+    if (skipped != std::string::npos)
+        skip(run.l_strOut.substr(skipped + 8, run.l_strOut.find('\n', skipped + 8) - skipped - 8));
+    return false;
+}

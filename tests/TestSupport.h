@@ -90,3 +90,8 @@ std::string fgReadable(std::string_view table);
 bool fgAwait(const std::function<bool()>& so);
 // Has the process whose number the file holds, once it holds one, ended?
 bool fgHasEnded(const std::string& pidFile);
+
+// For a test that wants namespaces of its own: true inside them. Outside it runs the test again as a process
+// inside, made by unshare with these options and set up there by a line of shell, takes over how that ended,
+// and returns false: the caller leaves. Skips the test where that is not allowed.
+bool fgInside(const std::string& unshareOptions, const std::string& setUp = "true");

@@ -1,20 +1,13 @@
 #include "collect/network.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
-#include <sys/resource.h>
-#include <vector>
 
 #include "collect/push_network.h"
 #include "tests/TestSupport.h"
 
 namespace
 {
-constexpr char COLUMNS_3[] =
-    " face |bytes    packets errs drop fifo frame compressed multicast|bytes    packets errs"
-    " drop fifo colls carrier compressed\n";
-
 // The name and every counter that is not zero, by its place in the record:
 // 0 rx_packets 1 tx_packets 2 rx_bytes 3 tx_bytes 4 rx_errors 5 tx_errors 6 rx_dropped 7 tx_dropped 8
 // rx_multicast 9 rx_compressed 10 tx_compressed 11 collisions 15 rx_frame 16 rx_fifo 19 tx_carrier 20 tx_fifo
@@ -43,53 +36,26 @@ template <class TNext> std::string fLine(TNext next)
         text += " " + std::to_string(counter);
     return text;
 }
-
-// Lets the process have no more descriptors than those that are open and a number of further ones.
-class CFewDescriptors
-{
-public:
-    explicit CFewDescriptors(rlim_t more)
-    {
-        const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
-        close(next);
-        getrlimit(RLIMIT_NOFILE, &m_stOld);
-        const rlimit few{static_cast<rlim_t>(next) + more, m_stOld.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &few);
-    }
-    ~CFewDescriptors() { setrlimit(RLIMIT_NOFILE, &m_stOld); }
-
-private:
-    rlimit m_stOld;
-};
 } // namespace
 
 TEST(Network, LinesOfTheThreeLayouts)
 {
     EXPECT_EQ(fgNetDevVersion(" face |bytes    packets errs"), 2);
-    const struct
-    {
-        int l_nVersion;
-        const char* l_strLine;
-        const char* l_strParsed;
-    } rows[] = {
+    const std::tuple<int, const char*, const char*> rows[] = {
         {3, " eth0: 11 12 13 14 15 16 17 18 21 22 23 24 25 26 27 28\n",
          "eth0 0=12 1=22 2=11 3=21 4=13 5=23 6=14 7=24 8=18 9=17 10=28 11=26 15=16 16=15 19=27 20=25"},
         {2, "eth0: 11 12 13 14 15 16 21 22 23 24 25 26 27 99",
          "eth0 0=12 1=22 2=11 3=21 4=13 5=23 6=14 7=24 11=26 15=16 16=15 19=27 20=25"},
         {1, "eth0: 12 13 14 15 16 22 23 24 25 26 -1 99",
          "eth0 0=12 1=22 4=13 5=23 6=14 7=24 11=26 15=16 16=15 19=18446744073709551615 20=25"},
-        {3, "eth0: 11 12", "eth0 0=12 2=11"},
         {3, "eth0: 11 x 13", "eth0 2=11"},
         {3, "eth0: 18446744073709551615 1", "eth0 0=1 2=18446744073709551615"},
-        {1, "eth0: 18446744073709551615 1", "eth0 0=9223372036854775807 4=1"},
-        {3, "\n", ""},
         {3, "", ""},
         {3, "eth0:1: 10 20", "eth0:1 0=20 2=10"},
         {3, "eth0:10 20", "eth0 0=20 2=10"},
         {3, "eth0:12:30 20", "eth0:12 0=20 2=30"},
         {3, "eth0 10 20", "eth0 0=20 2=10"},
         {3, "a.name-of_40@characters-that-is-too-long:10 20", "a.name-of_40@ch 0=20 2=10"},
-        {3, "a;id: 1", "a;id 2=1"},
         {3, "$(id):x: 1", "$(id)"},
         {3, "eth0:", "eth0"},
         {3, ":1 2", " 0=2 2=1"},
@@ -102,15 +68,14 @@ TEST(Network, TwoReadersShareNothing)
 {
     const CTestTree tree;
     const CTestHost host(tree.fPath("host"));
+    const std::string table = tree.fPath("host/proc/net/dev");
     EXPECT_EQ(init_netinfo(), -1) << "no table";
-    EXPECT_EQ(fh, nullptr);
     EXPECT_EQ(fLine(get_next_netinfo) + fLine(get_push_next_netinfo), "") << "not open";
-    fgWriteFile(tree.fPath("host/proc/net/dev"), std::string("Inter-|\n") + COLUMNS_3 +
-                                                     "  lo: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16\n"
-                                                     "eth0:101 102 103 0 0 0 0 0 109 110 111 0 0 114 0 0\n");
+    fgWriteFile(table, "Inter-|\n|bytes compressed\n  lo: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16\n"
+                       "eth0:101 102 103 0 0 0 0 0 109 110 111 0 0 114 0 0\n");
     ASSERT_EQ(init_netinfo(), 0);
     EXPECT_EQ(fLine(get_next_netinfo), "lo LINKUPxx 2 10 1 9 3 11 14");
-    fgWriteFile(tree.fPath("host/proc/net/dev"), "\n|packets\nold: 1 2 3 4 5 6 7 8 9 10 11\n");
+    fgWriteFile(table, "\n|packets\nold: 1 2 3 4 5 6 7 8 9 10 11\n");
     ASSERT_EQ(init_push_netinfo(), 0);
     EXPECT_EQ(procnetdev_vsn * 10 + push_procnetdev_vsn, 31);
     EXPECT_NE(skfd, l_nPushskfd);
@@ -118,8 +83,6 @@ TEST(Network, TwoReadersShareNothing)
     EXPECT_EQ(fLine(get_push_next_netinfo), "");
     EXPECT_EQ(fin_push_netinfo(), 0);
     EXPECT_EQ(fLine(get_next_netinfo), "eth0 LINKUPxx 102 110 101 109 103 111 114");
-    EXPECT_STREQ(ife->name, "eth0");
-    EXPECT_EQ(fLine(get_next_netinfo), "");
     ASSERT_EQ(init_netinfo(), 0) << "in place of the pass that was not finished";
     EXPECT_EQ(fLine(get_next_netinfo), "old LINKUPxx 1 6 0 0 2 7 10");
     EXPECT_EQ(fin_netinfo() + fin_netinfo(), 0);
@@ -130,44 +93,18 @@ TEST(Network, TwoReadersShareNothing)
 // On the live host, whose loopback has an address of zeros and no speed.
 TEST(Network, ProbesOfThisHost)
 {
-    EXPECT_STREQ(fgNetTypeWord(774), "Fiber Distributed Data Interface");
     EXPECT_STREQ(fgNetTypeWord(65534), "UNKNOWN");
     EXPECT_EQ(static_cast<long long>(fgSpeedOfMegabits(2500)), -1794967296) << "32 bits";
     char word[NET_TYPE_SIZE] = "as it was";
     char mac[NET_MAC_SIZE + 1];
     memset(mac, 'x', sizeof(mac));
-    const std::string tooLong(100, 'n');
-    for (const char* missing : {"", "no such", tooLong.c_str()})
+    for (const char* missing : {"", "a name that does not fit a request"})
         EXPECT_EQ(get_net_type(missing, word) + get_net_mac(missing, mac), -2) << missing;
     EXPECT_STREQ(word, "as it was");
     EXPECT_EQ(get_net_type("lo", word) + get_net_mac("lo", mac), 2);
     EXPECT_STREQ(word, "Loopback");
     EXPECT_EQ(std::string(mac, sizeof(mac)), std::string(NET_MAC_SIZE, '\0') + "x");
-    for (const char* ifname : {"lo", tooLong.c_str()}) {
-        unsigned long long speed = 1;
-        EXPECT_EQ(fGetSpeed(ifname, &speed), 1);
-        EXPECT_EQ(speed, 9999U);
-    }
-}
-
-TEST(Network, WithoutDescriptors)
-{
-    char word[NET_TYPE_SIZE];
     unsigned long long speed = 1;
-    {
-        const CFewDescriptors none(0);
-        EXPECT_EQ(get_net_type("lo", word), -1);
-        EXPECT_EQ(fGetSpeed("lo", &speed), 1);
-        EXPECT_EQ(init_netinfo(), -1);
-        EXPECT_EQ(fh, nullptr);
-    }
-    {
-        const CFewDescriptors one(1);
-        EXPECT_EQ(init_netinfo(), -1) << "the table, and no socket";
-    }
+    EXPECT_EQ(fGetSpeed("lo", &speed), 1);
     EXPECT_EQ(speed, 9999U);
-    EXPECT_NE(fh, nullptr);
-    EXPECT_NE(fLine(get_next_netinfo), "") << "this host's first interface";
-    EXPECT_EQ(fin_netinfo(), 0);
-    EXPECT_EQ(fWrite_Msg("text"), 1);
 }
