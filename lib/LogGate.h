@@ -34,7 +34,7 @@ constexpr ST_LOG_SOURCE LOG_PROC{"MM_PROC_Info.cpp", 0x80, 0x80};
 constexpr ST_LOG_SOURCE LOG_FILES{"NGFunctions.cpp", 0x10,
                                   0x1}; // files the library writes; log filters go by this name
 constexpr ST_LOG_SOURCE LOG_ALLOCATOR{"LIB", 0x10, 0x1}; // its report
-constexpr ST_LOG_SOURCE LOG_WATCHDOG{"UNI", 0x10, 0x1}; // of blocking calls
+constexpr ST_LOG_SOURCE LOG_WATCHDOG{"UNI", 0x10, 0x1};  // of blocking calls
 constexpr ST_LOG_SOURCE LOG_SCHEDULER{"NCmdScheduler.cpp", 0x10, 0x1};
 constexpr ST_LOG_SOURCE LOG_SCHEDULER_LIST{"NCmdScheduler.cpp", 0x10, 0x1, LOG_ERROR};
 constexpr ST_LOG_SOURCE LOG_SCHEDULER_THREAD{"NCmdScheduler.cpp", 0x80, 0x1000, LOG_ERROR};
