@@ -2,15 +2,12 @@
 // starts its own sleeping processes and ends them by their ids. Usage: hostmetrics_bench_proc [SIZE...]
 
 #include <charconv>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
@@ -19,6 +16,7 @@
 #endif
 
 #include "bench/Contest.h"
+#include "bench/Population.h"
 #include "collect/MM_PROC_Info.h"
 #include "driver/RunConfig.h"
 #include "lib/FixedText.h"
@@ -33,38 +31,6 @@ constexpr int ROUNDS = 45;
 constexpr int READS_PER_ROUND = 4000; // processes that a contender reads in a round, in several passes
 constexpr int MOST_PROCESSES = 20000;
 constexpr int KEPT_MOST = 1 << 20; // descriptors; half of the limit is less
-
-// Sleeping children of this process.
-class CPopulation
-{
-public:
-    void fGrowTo(int count)
-    {
-        while (m_nPids.size() < static_cast<size_t>(count)) {
-            const pid_t parent = getpid();
-            const pid_t pid = fork();
-            if (pid < 0) break;
-            if (pid > 0) {
-                m_nPids.push_back(pid);
-                continue;
-            }
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            while (getppid() == parent)
-                pause();
-            _exit(0);
-        }
-    }
-    ~CPopulation()
-    {
-        for (const pid_t pid : m_nPids)
-            kill(pid, SIGKILL);
-        for (const pid_t pid : m_nPids)
-            waitpid(pid, nullptr, 0);
-    }
-
-private:
-    std::vector<pid_t> m_nPids;
-};
 
 // The floor: the files of every process opened, read and closed, and nothing done with them.
 class CBareReader

@@ -24,7 +24,8 @@ constexpr char USAGE[] =
     "X is ignored. Figures go to standard output, those of nwt and pass markers to standard error.\n"
     "\n"
     "  --home DIR           work in DIR, the folder agent/bin of a runtime tree (default: the current "
-    "folder)\n"
+    "folder\n"
+    "                       when it is one, else that of the installed tree)\n"
     "  --host-root DIR      observe the host whose root is mounted at DIR\n"
     "  --print LIST         what a pass prints, separated by commas: %s (default: proc)\n"
     "  --tables[=FORM]      show each collector's text table after a pass, a line a row, as FORM: text\n"
@@ -140,6 +141,20 @@ bool fApplySetting(const std::string& name, long value)
     }
 }
 
+// The folder to work in when none is named: that of the tree which was installed with the program, wherever
+// it is now. Empty when there is no such tree, or when the current folder belongs to a tree already.
+std::string fDefaultHome()
+{
+    constexpr char LAUNCHER[] = "../../utils/ETC/ShCmd"; // every tree has it
+    char path[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
+    if (access(LAUNCHER, X_OK) == 0 || length <= 0 || length == sizeof(path)) return {};
+    const std::string_view program(path, static_cast<size_t>(length));
+    std::string home(program.substr(0, program.rfind('/') + 1));
+    home.append(HOSTMETRICS_HOME_FROM_PROGRAM);
+    return access((home + "/" + LAUNCHER).c_str(), X_OK) == 0 ? home : std::string();
+}
+
 // Makes the host root absolute, since the working folder may change after it.
 bool fApplyHostRoot(const std::string& root)
 {
@@ -203,8 +218,8 @@ bool fgApplyOptions(const ST_OPTIONS& options)
         return fComplain("--print takes names separated by commas out of %s, not '%s'",
                          fgPrintNames().c_str(), options.l_strPrint.c_str());
     if (!options.l_strHostRoot.empty() && !fApplyHostRoot(options.l_strHostRoot)) return false;
-    if (!options.l_strHome.empty() && chdir(options.l_strHome.c_str()) != 0)
-        return fComplain("--home takes a folder to work in, not '%s': %s", options.l_strHome.c_str(),
-                         strerror(errno));
+    const std::string home = options.l_strHome.empty() ? fDefaultHome() : options.l_strHome;
+    if (!home.empty() && chdir(home.c_str()) != 0)
+        return fComplain("--home takes a folder to work in, not '%s': %s", home.c_str(), strerror(errno));
     return true;
 }

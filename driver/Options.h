@@ -10,7 +10,7 @@
 // The console program's command line.
 struct ST_OPTIONS
 {
-    std::string l_strHome;                                  // folder to work in; empty: the current one
+    std::string l_strHome;                                  // folder to work in; empty: the default one
     std::string l_strHostRoot;                              // empty: this host
     std::string l_strPrint;                                 // print routines by name; empty: the default
     std::optional<TABLE_FORM> l_nTables;                    // empty: no tables
@@ -31,5 +31,6 @@ enum OPTIONS_RESULT
 OPTIONS_RESULT fgReadOptions(int argc, const char* const* argv, ST_OPTIONS& options);
 
 // Puts the options into effect, after fgInitRunConfig: settings, tables, print routines, host root, and the
-// folder to work in. false after a line on standard error.
+// folder to work in, by default the current one when it belongs to a runtime tree, else that of the tree
+// installed with the program, if any. false after a line on standard error.
 bool fgApplyOptions(const ST_OPTIONS& options);

@@ -25,9 +25,10 @@ const ST_MACHINE MACHINES[] = {
      "0", "", "", 0, "", ""},
     {"a tool from elsewhere", " libtirpc-dev nlohmann-json3-dev ", "dpkg-query apt-get c++ ninja pkg-config",
      "0", "", "", 0, "apt-get update\napt-get install cmake\n", "installing cmake"},
-    {"several groups", " g++ cmake ninja-build nlohmann-json3-dev pkgconf rpcbind e2fsprogs ",
+    {"several groups", " g++ cmake ninja-build nlohmann-json3-dev pkgconf rpcbind e2fsprogs file ",
      "dpkg-query apt-get", "0", "", "build test bench", 0,
-     "apt-get update\napt-get install libtirpc-dev libgtest-dev iproute2 libbenchmark-dev libproc2-dev\n",
+     "apt-get update\napt-get install libtirpc-dev libgtest-dev iproute2 dpkg-dev libbenchmark-dev "
+     "libproc2-dev\n",
      "installing libtirpc-dev libgtest-dev"},
     {"a user with sudo", " g++ cmake libtirpc-dev nlohmann-json3-dev pkgconf ", "dpkg-query apt-get sudo",
      "1000", "", "", 0, "sudo\napt-get update\nsudo\napt-get install ninja-build\n",
