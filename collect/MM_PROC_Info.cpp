@@ -544,7 +544,7 @@ int CMM_PROC_Info::fMReadProcTable(int pid, proc_s* work, _ST_PROC* out, unsigne
     if (!batch.fRead(-1, pid) || fFillProcess(batch.fTexts().front(), work, out, totMemKB, elapsed) == 0)
         return 0;
     // No row has these texts: a pass goes without.
-    fgCopyText(out->l_strCTime, m_pclUtil->fFormatTime(out->l_nCTime / TICKS_PER_SECOND));
+    fgCopyText(out->l_strCTime, m_pclUtil->fFormatTime(out->l_nCTime / static_cast<int>(TICKS_PER_SECOND)));
     fgCopyText(out->l_strStart, m_pclUtil->fGetLocalTime(out->l_nStart));
     return 1;
 }
