@@ -107,15 +107,15 @@ TEST_F(CLogTest, FileIsCreatedAndCreatedAnew)
 
 TEST_F(CLogTest, SizeRotationDropsTheLineAndCompressesUnasked)
 {
-    const std::string full(1024, 'x');
+    const std::string text(1001, 'x'); // one line is a byte less than the limit
     m_stLog.fSetLogSize(1, 2);
-    for (const int written : {1, 0, 1})
-        EXPECT_EQ(written, fWrite(full.c_str()));
+    for (const int written : {1, 1, 0, 1, 1})
+        EXPECT_EQ(written, fWrite(text.c_str()));
     m_stLog.fSetLogSize(7, 3); // no such unit: limit 0, and even an empty file is full
     for (int lost = 0; lost < 2; ++lost)
         EXPECT_EQ(0, fWrite("lost"));
-    const std::string line = "[INFO][m.cpp]" + full + "\n";
-    EXPECT_EQ((FILES{{"_T.log", line}, {"_T_1.log", line}, {"_T_2.log", ""}, {"_T_3.log", ""}}), fFiles());
+    const std::string full = "[INFO][m.cpp]" + text + "\n[INFO][m.cpp]" + text + "\n";
+    EXPECT_EQ((FILES{{"_T.log", full}, {"_T_1.log", full}, {"_T_2.log", ""}, {"_T_3.log", ""}}), fFiles());
     for (const char* name : {"_T.log", "_T_1.log", "_T_2.log"})
         EXPECT_TRUE(fLaunches(LOGS + m_strDay + name));
     EXPECT_FALSE(fs::exists("x"));
