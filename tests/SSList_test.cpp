@@ -61,7 +61,7 @@ TEST_F(SSList, InsertsAtTheTailAfterWhateverMovedIt)
 {
     const double one = 1;
     const auto insert = [&] { m_clList.fSlInsert(&one, SIZE, nullptr); };
-    fFill({5, 3, 2});
+    fFill({5, 2, 3}); // 2 was the last when 3 came
     m_clList.fSlDelete(&TWO, SIZE, fEqual);
     insert();
     m_clList.fSlSort(nullptr, 0, fGreater);
