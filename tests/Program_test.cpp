@@ -1,9 +1,11 @@
 #include "driver/Options.h"
 
+#include <numeric>
 #include <tuple>
 
 #include "collect/MM_INIT_Info.h"
 #include "collect/MM_IO_Info.h"
+#include "collect/MM_VM_Info.h"
 #include "driver/PrintInfo.h"
 #include "driver/RunConfig.h"
 #include "tests/TestSupport.h"
@@ -130,6 +132,13 @@ TEST(Program, PrintsLoadMemoryAndSwap)
                                 "vm stat :  2.0(rq)  0.0(pi)  0.0(po)  0.0(si)  0.0(so)  0.0(pf)  0.0(cs) "
                                 " 0.0(picnt)  0.0(pocnt)\n" +
                                 pass);
+    double rates[VM_VALUES];
+    std::iota(std::begin(rates), std::end(rates), 0);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(print_vm(rates), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "vm stat :  0.0(rq)  2.0(pi)  3.0(po)  4.0(si)  5.0(so)  7.0(pf)  9.0(cs) 12.0(picnt) "
+              "13.0(pocnt)\n");
 }
 
 // Touches the live host.
