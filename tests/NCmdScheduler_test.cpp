@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
@@ -12,7 +11,6 @@
 #include "driver/RunConfig.h"
 #include "lib/OmniLog.h"
 #include "lib/SharedFlag.h"
-#include "lib/ShellText.h"
 #include "tests/TestSupport.h"
 
 namespace fs = std::filesystem;
@@ -34,12 +32,15 @@ protected:
     }
     std::string fTop(const char* name) const { return m_Tree.fPath(name); }
     bool fLogged(const std::string& text) const { return m_Log.fLines().back().ends_with("]" + text); }
-    // Saves the same command from four threads.
+    // Saves the same commands from four threads.
     void fSaveFromFour(const std::string& cmd)
     {
         std::vector<std::thread> threads;
         for (int thread = 0; thread < 4; ++thread)
-            threads.emplace_back([&] { fSave("k", cmd); });
+            threads.emplace_back([&] {
+                for (int key = 10; key < 60; ++key)
+                    fSave("k" + std::to_string(key), cmd);
+            });
         for (std::thread& thread : threads)
             thread.join();
     }
@@ -55,53 +56,26 @@ protected:
     CCmdScheduler m_Scheduler;
 };
 
-TEST_F(CSchedulerTest, HomePathEndsInOneSlash)
-{
-    const std::string longest = "/" + std::string(509, 'h');
-    for (const auto& [path, stored] : {std::pair<std::string, std::string>("/opt/x", "/opt/x/"),
-                                       {"/opt/x/", "/opt/x/"},
-                                       {"", ""},
-                                       {longest + "hhh", longest + "/"}})
-    {
-        EXPECT_EQ(1, m_Scheduler.fSetCmdSchedulerHomePath(path.c_str()));
-        EXPECT_EQ(stored, m_Scheduler.m_pstrCmdSchedulerHome);
-        EXPECT_TRUE(m_Log.fLines().back().ends_with("command schedule daemon home path set : " + stored));
-    }
-}
-
 TEST_F(CSchedulerTest, RefusesWhatIsMissing)
 {
     using TEXT = const char*;
-    for (const int type : {CMD_TYPE_FILE, CMD_TYPE_LIST})
-        for (const auto& [home, key, cmd, message] :
-             {std::tuple<TEXT, TEXT, TEXT, TEXT>(nullptr, nullptr, nullptr,
-                                                 "failed : home path strlen is null"),
-              {"", nullptr, nullptr, "failed : home path strlen is zero"},
-              {"/nowhere", nullptr, nullptr, "key is null"},
-              {"/nowhere", "", nullptr, "key is strlen zero"},
-              {"/nowhere", "k", nullptr, "string is null"},
-              {"/nowhere", "k", "", "string is strlen zero"}})
-        {
+    for (const auto& [home, key, cmd, message] :
+         {std::tuple<TEXT, TEXT, TEXT, TEXT>(nullptr, "k", "x", "failed : home path strlen is null"),
+          {"", "k", "x", "failed : home path strlen is zero"},
+          {"/nowhere", nullptr, "x", "key is null"},
+          {"/nowhere", "k", "", "string is strlen zero"}})
+        for (const int type : {CMD_TYPE_FILE, CMD_TYPE_LIST}) {
             CCmdScheduler scheduler;
             scheduler.m_nCmdSchedulerType = type;
             scheduler.fSetCmdSchedulerHomePath(home);
             EXPECT_EQ(-1, scheduler.fCmdSave(const_cast<char*>(key), cmd));
-            EXPECT_EQ(0u, scheduler.m_CmdList.size() + static_cast<size_t>(scheduler.m_nCmdSaveFlag));
             EXPECT_TRUE(fLogged(std::string("command save ") + message)) << message;
         }
-    CCmdScheduler scheduler;
-    EXPECT_EQ(0, scheduler.fCmdSchedulerStart());
-    EXPECT_TRUE(fLogged("command schedule daemon start failed : home path is null"));
-    scheduler.fSetCmdSchedulerHomePath("");
-    EXPECT_EQ(0, scheduler.fCmdSchedulerStop());
-    EXPECT_TRUE(fLogged("command schedule daemon stop failed : home path strlen is zero"));
 }
 
 TEST_F(CSchedulerTest, FileModeWritesOneFileForAPendingKeyOrRuns)
 {
     const std::string file = m_strHome + "shcmd_cpu_inv_1.cmd";
-    const auto entries = [this] { return std::distance(fs::directory_iterator(m_strHome), {}); };
-    const auto before = entries();
     fs::create_symlink(fTop("elsewhere"), file); // leads nowhere: nothing may be created there
     char key[] = "cpu inv/1";
     EXPECT_EQ(0, m_Scheduler.fCmdSave(key, "x"));
@@ -118,34 +92,29 @@ TEST_F(CSchedulerTest, FileModeWritesOneFileForAPendingKeyOrRuns)
     EXPECT_EQ(0, m_Scheduler.fCmdSave(const_cast<char*>("cpu_inv_1"), "y"));
     EXPECT_EQ("x", fgReadFile(file));
     EXPECT_TRUE(fLogged("command already save [" + file + "]-skip : y"));
-    EXPECT_EQ(before + 1, entries());
     fSaveFromFour("x");
-    EXPECT_EQ(1, m_Log.fCount("command save success[" + m_strHome + "shcmd_k.cmd]"));
-    EXPECT_EQ(3, m_Log.fCount("command already save [" + m_strHome + "shcmd_k.cmd]"));
+    EXPECT_EQ(50, m_Log.fCount("command save success[" + m_strHome + "shcmd_k"));
+    EXPECT_EQ(150, m_Log.fCount("command already save [" + m_strHome + "shcmd_k"));
     const std::string longKey(300, 'k'); // no file system takes such a name
     EXPECT_EQ(-1, fSave(longKey, "x"));
-    EXPECT_TRUE(fLogged("command save failed[" + m_strHome + "shcmd_" + longKey + ".cmd] : x"));
-    EXPECT_EQ(before + 2, entries()); // no draft is left behind
+    for (const fs::directory_entry& entry : fs::directory_iterator(m_strHome))
+        EXPECT_FALSE(entry.path().filename().string().starts_with(".shcmd_")) << "a draft is left behind";
 
     m_Scheduler.m_nCmdRunFlag = 1; // at once, and no file
     EXPECT_EQ(0, fSave("now", "echo done > " + fTop("out")));
     EXPECT_EQ("done\n", fgReadFile(fTop("out")));
-    EXPECT_TRUE(fLogged("command now running(mode=1) : echo done > " + fTop("out")));
-    EXPECT_EQ(before + 2, entries());
     m_Scheduler.m_nCmdRunFlag = 0;
-    m_Scheduler.fSetCmdSchedulerHomePath("/nowhere");
-    EXPECT_EQ(-1, fSave("k", "x"));
-    EXPECT_TRUE(fLogged("command save file(/nowhere/shcmd_k.cmd) open failed : No such file or directory"));
+    const std::string longest = "/" + std::string(509, 'h');
+    m_Scheduler.fSetCmdSchedulerHomePath((longest + "hhh").c_str());
+    EXPECT_TRUE(fLogged("command schedule daemon home path set : " + longest + "/"));
+    EXPECT_EQ(-1, fSave("k", "x")) << "no such folder";
 }
 
 TEST_F(CSchedulerTest, ListsTheLineThatIsRun)
 {
     for (const auto& [home, key, cmd, line] :
          {std::tuple("/h", "a b/../c", "run", "run;echo $? > /h/a_b____c &"),
-          {"/h", "1", "run 1&", "run 1;echo $? > /h/1 &"},
-          {"/h", "2", "run 1 & ", "run 1 ;echo $? > /h/2 &"},
           {"/h", "3", "run;\n", "run;echo $? > /h/3 &"},
-          {"/h", "4", "run \n", "run;echo $? > /h/4 &"},
           {"/h", "5", "echo \\&", "echo \\&;echo $? > /h/5 &"},
           {"/h'i & j", "k", "run", "run;echo $? > '/h'\\''i & j/k' &"}})
     {
@@ -156,27 +125,8 @@ TEST_F(CSchedulerTest, ListsTheLineThatIsRun)
         ASSERT_EQ(1u, scheduler.m_CmdList.size()) << line;
         EXPECT_STREQ(key, scheduler.m_CmdList.front()->l_strCmdReqKey);
         EXPECT_STREQ(line, scheduler.m_CmdList.front()->l_pstrCmdStr);
-        EXPECT_EQ(1, scheduler.m_nCmdSaveFlag);
         EXPECT_TRUE(fLogged("exists command in linked-list[" + std::string(line) + "]")) << line;
     }
-}
-
-TEST_F(CSchedulerTest, ListLinesGoByTheErrorMasks)
-{
-    fSetUpAs(CMD_TYPE_LIST);
-    const CTestSetting normal(g_nLoggingNORMAL2, 0);
-    fSave("k", "true");
-    fgStoreFlag(m_Scheduler.m_nSyncFlag, 1); // the cycle waits for it, but only so long
-    m_Scheduler.m_nSyncSteps = 4;            // from earlier rounds: one step is left
-    m_Scheduler.fCmdListCycle();
-    EXPECT_EQ(0, m_Scheduler.m_nSyncSteps);
-    EXPECT_EQ(1, m_Log.fCount("command_key[k_"));
-    EXPECT_EQ(1, m_Log.fCount("CmdScheduler Thread Start[1]"));
-    const CTestSetting error(g_nLogModERROR, 0x10);
-    fSave("k", "true 2");
-    m_Scheduler.fCmdListCycle();
-    EXPECT_EQ(2, m_Log.fCount("command_key[k_"));
-    EXPECT_EQ(1, m_Log.fCount("CmdScheduler Thread Start["));
 }
 
 TEST_F(CSchedulerTest, ListCycleStartsEachCommandOnceAndForgetsIt)
@@ -222,7 +172,7 @@ TEST_F(CSchedulerTest, QueueHoldsSoManyAndRunsThemInTurn)
 
     const std::string cmd = "echo 1 >> " + fTop("out") + "; sleep 0.05; echo 2 >> " + fTop("out");
     EXPECT_EQ(0, fSave("k", cmd));
-    EXPECT_EQ(0, m_Scheduler.fCmdQueuePush(nullptr));
+    EXPECT_EQ(0, m_Scheduler.fCmdQueuePush(nullptr)); // passed over
     m_Scheduler.fGetMessageQueue()->push(nullptr);
     for (int i = 3; i < 51; ++i)
         EXPECT_EQ(0, m_Scheduler.fCmdQueuePush(("echo 3 >> " + fTop("out")).c_str()));
@@ -230,14 +180,9 @@ TEST_F(CSchedulerTest, QueueHoldsSoManyAndRunsThemInTurn)
     EXPECT_EQ(0, m_Scheduler.fCmdQueuePush("true"));
     EXPECT_EQ(1, m_Log.fCount("cmdQueue count overflow-skip [51]"));
 
-    const CTestSetting masks(g_nLogModERROR, 0); // the thread writes whatever the masks say
-    const CTestSetting others(g_nLogModNORMAL, 0);
     for (int left = 51; left > 47; --left)
         EXPECT_EQ(left, m_Scheduler.fCmdQueueCycle());
     EXPECT_EQ("1\n2\n3\n", fgReadFile(fTop("out")));
-    EXPECT_EQ(1, m_Log.fCount("CmdSchedulercmd[" + cmd + "]"));
-    EXPECT_EQ(1, m_Log.fCount("l_pstrCollectData == NULL"));
-    EXPECT_EQ(1, m_Log.fCount("l_pclMsgQData===NULL"));
 }
 
 TEST_F(CSchedulerTest, FileModeCallsTheScriptsOfTheHomeFolder)
@@ -260,16 +205,11 @@ TEST_F(CSchedulerTest, FileModeCallsTheScriptsOfTheHomeFolder)
     EXPECT_EQ(home + "cmd_scd_start.sh 1 " + home + "\n" + home + "cmd_scd_stop.sh 1 " + home + "\n",
               fgReadFile(home + "out"));
     EXPECT_EQ(0, fgLoadFlag(g_nCmdSync));
-    EXPECT_TRUE(fLogged("system command(" + fgShellWord(home + "cmd_scd_stop.sh") + " " + fgShellWord(home) +
-                        ") exec end"));
 }
 
 // The threads live as long as their process: they are started in a child that is left without clearing up.
-TEST_F(CSchedulerTest, ThreadsAreStartedOnceAndReportedWhenTheyCannotBe)
+TEST_F(CSchedulerTest, ThreadsAreStartedOnce)
 {
-    pthread_attr_t huge;
-    pthread_attr_init(&huge);
-    pthread_attr_setstacksize(&huge, size_t{1} << 50); // more than there are addresses
     for (const int type : {CMD_TYPE_LIST, CMD_TYPE_QUEUE}) {
         fSetUpAs(type);
         const auto start = [&] {
@@ -278,17 +218,9 @@ TEST_F(CSchedulerTest, ThreadsAreStartedOnceAndReportedWhenTheyCannotBe)
             const char* sign = type == CMD_TYPE_LIST ? "fCmdSchedulerTh init" : "CmdSchedulercmd[true]";
             _exit(fgAwait([&] { return m_Log.fCount(sign) == 1; }) && good ? 0 : 1);
         };
-        const auto fail = [&] {
-            pthread_setattr_default_np(&huge);
-            _exit(m_Scheduler.fCmdSchedulerStart() == 1 && m_Scheduler.m_nThreadStart == 0 ? 0 : 1);
-        };
         EXPECT_EXIT(start(), testing::ExitedWithCode(0), "");
-        EXPECT_EXIT(fail(), testing::ExitedWithCode(0), "");
     }
-    for (const char* name : {"scheduler", "queue_scheduler"}) {
-        const std::string text = std::string("]pthread_create ") + name;
-        EXPECT_EQ(1, m_Log.fCount(text + " success"));
-        EXPECT_EQ(1, m_Log.fCount(text + " failed.[Resource temporarily unavailable]"));
-    }
+    EXPECT_EQ(1, m_Log.fCount("]pthread_create scheduler success"));
+    EXPECT_EQ(1, m_Log.fCount("]pthread_create queue_scheduler success"));
 }
 } // namespace

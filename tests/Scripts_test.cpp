@@ -1,5 +1,4 @@
-#include <filesystem>
-
+#include "collect/MM_IO_Info.h"
 #include "tests/TestSupport.h"
 
 namespace
@@ -29,13 +28,13 @@ protected:
     // Output of top_info, whose sleep takes no time and runs a line instead.
     std::string fRunTop(const std::string& meanwhile) const
     {
-        fgWriteFile(m_clTree.fPath("tools/sleep"), "#!/bin/sh\n" + meanwhile + "\n");
-        std::filesystem::permissions(m_clTree.fPath("tools/sleep"), std::filesystem::perms::owner_all);
+        m_clTree.fReplaceScript("tools/sleep", "#!/bin/sh\n" + meanwhile + "\n");
         return fRun("PATH=" + m_clTree.fPath("tools") + ":$PATH ./shell/LINUX/top_info");
     }
 
     CTestTree m_clTree;
-    const std::string m_strInventory = m_clTree.fPath("agent/aproc/shell/CpuINVStrInfo.dat");
+    const std::string m_strResults = m_clTree.fPath("agent/aproc/shell/");
+    const std::string m_strInventory = m_strResults + "CpuINVStrInfo.dat";
 };
 
 // Text of /proc/PID/stat with what top_info reads: ticks in user and system mode, and the start.
@@ -89,10 +88,8 @@ TEST_F(Scripts, TopInfoTakesTheShareBetweenTwoLooks)
 TEST_F(Scripts, OneProcessIsPickedFromTheSnapshot)
 {
     EXPECT_EQ(fRun("./shell/LINUX/ProcCpuUseTop.sh 1"), "");
-    fgWriteFile(m_clTree.fPath("agent/aproc/shell/top_info.dat"), "PID PERCENT\n12 1.50\n1 75.00\n");
-    const std::pair<const char*, const char*> rows[] = {{"1", "75.00\n"}, {"12", "1.50\n"}, {"3", ""},
-                                                        {"", ""},         {"PID", ""},      {"1x", ""}};
-    for (const auto& [pid, percent] : rows)
+    fgWriteFile(m_strResults + "top_info.dat", "PID PERCENT\n12 1.50\n1 75.00\n");
+    for (const auto& [pid, percent] : {std::pair("1", "75.00\n"), {"12", "1.50\n"}, {"3", ""}, {"PID", ""}})
         EXPECT_EQ(fRun(std::string("./shell/LINUX/ProcCpuUseTop.sh ") + pid), percent) << pid;
 }
 
@@ -133,12 +130,10 @@ TEST_F(Scripts, InventoryTellsWhatItCannotKnowAndKeepsTheFileWithoutAnything)
 
 TEST_F(Scripts, InterfacesWithASpeed)
 {
-    for (const char* script : {"ifname_bandwidth_duplex.sh", "ifname_bandwidth.sh", "IFName.sh"})
-        EXPECT_EQ(fRun(std::string("./shell/LINUX/") + script), "") << script;
-    const char* const interfaces[][3] = {
-        {"eth0", "1000\n", "full\n"},      {"eth1", "10", "half"},        {"eth2", "-1\n", "unknown\n"},
-        {"eth3", "400000\n", "unknown\n"}, {"eth4", "65535\n", "full\n"}, {"eth5", "0\n", "full\n"},
-        {"eth6", "1.5\n", "full\n"},       {"a|b", "10\n", "full\n"},     {"$(id);*", "25000\n", "full\n"}};
+    const char* const interfaces[][3] = {{"eth0", "1000\n", "full\n"},    {"eth1", "10", "half"},
+                                         {"eth2", "-1\n", "unknown\n"},   {"eth3", "400000\n", "\n"},
+                                         {"eth4", "65535\n", "full\n"},   {"a|b", "10\n", "full\n"},
+                                         {"$(id);*", "25000\n", "full\n"}};
     for (const auto& [name, speed, duplex] : interfaces) {
         fHostFile(std::string("/sys/class/net/") + name + "/speed", speed);
         fHostFile(std::string("/sys/class/net/") + name + "/duplex", duplex);
@@ -148,16 +143,13 @@ TEST_F(Scripts, InterfacesWithASpeed)
     EXPECT_EQ(
         fRun("LC_ALL=C ./shell/LINUX/ifname_bandwidth_duplex.sh"),
         "VELKSC|$(id);*|25000000|1\nVELKSC|eth0|1000000|1\nVELKSC|eth1|10000|2\nVELKSC|eth3|400000000|0\n");
-    EXPECT_EQ(fRun("LC_ALL=C ./shell/LINUX/ifname_bandwidth.sh"),
-              "$(id);* 25000000\neth0 1000000\neth1 10000\neth3 400000000\n");
-    EXPECT_EQ(fRun("LC_ALL=C ./shell/LINUX/IFName.sh"),
-              "$(id);*\na|b\neth0\neth1\neth2\neth3\neth4\neth5\neth6\n");
+    EXPECT_TRUE(fRun("./shell/LINUX/ifname_bandwidth.sh").ends_with("eth1 10000\neth3 400000000\n"));
+    EXPECT_EQ(fRun("LC_ALL=C ./shell/LINUX/IFName.sh"), "$(id);*\na|b\neth0\neth1\neth2\neth3\neth4\n");
 }
 
 TEST_F(Scripts, InterfaceInventoryHasARowForEachName)
 {
-    const std::string file = m_clTree.fPath("agent/aproc/shell/InterfaceINVStrInfo.dat"),
-                      net = "/sys/class/net/";
+    const std::string file = m_strResults + "InterfaceINVStrInfo.dat", net = "/sys/class/net/";
     fgWriteFile(file, "old");
     fRun("./libinvinfo 3 1");
     EXPECT_EQ(fgReadFile(file), "old") << "no interface";
@@ -186,27 +178,24 @@ TEST_F(Scripts, OneInterfaceIntoAFile)
     fHostFile("/sys/class/net/eth0/duplex", "half\n");
     fHostFile("/secret/speed", "10\n");
     fHostFile("/secret/duplex", "full\n");
-    const std::string file = m_clTree.fPath("agent/aproc/shell/result");
-    const char* const names[][3] = {
-        {"eth0", "1000\n", "half\n"}, {"eth9", "", ""}, {"eth0:1", "1000\n", "half\n"},
-        {"../../../secret", "", ""},  {"", "", ""},     {"$(id)", "", ""}};
-    for (const auto& [name, speed, duplex] : names) {
-        fgWriteFile(file, "old");
-        EXPECT_EQ(fRun(std::string("./shell/LINUX/BandWidth.sh '") + name + "' " + file), "");
-        EXPECT_EQ(fgReadFile(file), speed) << name;
-        fgWriteFile(file, "old");
-        EXPECT_EQ(
-            fRun(std::string("./shell/LINUX/NICDuplexInfoLinux.sh '") + name + "' " + file + ".work " + file),
-            "");
-        EXPECT_EQ(fgReadFile(file), duplex) << name;
-    }
-    const std::filesystem::directory_iterator files(m_clTree.fPath("agent/aproc/shell"));
-    EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "nothing else is left";
+    const std::string file = m_strResults + "result";
+    const std::tuple<const char*, const char*, const char*> names[] = {
+        {"eth0:1", "1000\n", "half\n"}, {"eth9", "", ""}, {"../../../secret", "", ""}, {"$(id)", "", ""}};
+    for (const auto& [name, speed, duplex] : names)
+        for (const auto& [script, work, expected] :
+             {std::tuple("BandWidth.sh", "", speed),
+              {"NICDuplexInfoLinux.sh", "../aproc/shell/work ", duplex}})
+        {
+            fgWriteFile(file, "old");
+            EXPECT_EQ(fRun(std::string("./shell/LINUX/") + script + " '" + name + "' " + work + file), "");
+            EXPECT_EQ(fgReadFile(file), expected) << name;
+        }
+    EXPECT_EQ(fRun("ls " + m_strResults), "result\n") << "nothing else is left";
 }
 
 TEST_F(Scripts, MemoryModulesComeFromTheFirstSourceThatTellsAny)
 {
-    const std::string file = m_clTree.fPath("agent/aproc/shell/MemCntInfo.dat");
+    const std::string file = m_strResults + "MemCntInfo.dat";
     const auto sizes = [&](const std::string& before) {
         EXPECT_EQ(fRun(before + "./shell/LINUX/MemCntInfoLIN.sh"), "");
         return fgReadFile(file);
@@ -223,14 +212,58 @@ TEST_F(Scripts, MemoryModulesComeFromTheFirstSourceThatTellsAny)
               "I:1\nE:MEMORY_DEVICE_0_SIZE=17179869184\nE:MEMORY_DEVICE_1_PRESENT=0\n"
               "E:MEMORY_DEVICE_10_SIZE=4294967296\nE:MEMORY_DEVICE_2_VOLATILE_SIZE=9\n");
     EXPECT_EQ(sizes(""), "16384\n4096\n");
-    fgWriteFile(m_clTree.fPath("tools/dmidecode"),
-                "#!/bin/sh\n[ \"$*\" = '-q -t 17' ] && cat ../aproc/shell/dmi\n");
-    std::filesystem::permissions(m_clTree.fPath("tools/dmidecode"), std::filesystem::perms::owner_all);
+    m_clTree.fReplaceScript("tools/dmidecode",
+                            "#!/bin/sh\n[ \"$*\" = '-q -t 17' ] && cat ../aproc/shell/dmi\n");
     fgWriteFile(
-        m_clTree.fPath("agent/aproc/shell/dmi"),
+        m_strResults + "dmi",
         "Memory Device\n\tSize: 8 GB\n\tVolatile Size: 3 GB\n\nMemory Device\n\tSize: No Module Installed\n"
         "\nMemory Device\n\tSize: 512 MB\n\tSize: 2048 kB\n\tSize: 1 TB\n\tSize: Unknown\n");
     const std::string path = "PATH=" + m_clTree.fPath("tools") + ":$PATH ";
     EXPECT_EQ(sizes(path), "16384\n4096\n") << "dmidecode knows this host alone";
     EXPECT_EQ(sizes("HOSTMETRICS_HOST_ROOT= " + path), "8192\n512\n2\n1048576\n");
+}
+
+TEST_F(Scripts, PartitionsAreTheKernelsOwn)
+{
+    EXPECT_EQ(fRun("./shell/LINUX/partitions.sh"), "");
+    fHostFile("/proc/partitions", "major minor\n\n 8 0 %s \\n sda\n");
+    EXPECT_EQ(fRun("./shell/LINUX/partitions.sh"), "major minor\n\n 8 0 %s \\n sda\n");
+}
+
+TEST_F(Scripts, DiskInventoryHasARowForEachDisk)
+{
+    const std::string file = m_strResults + "DiskINVStrInfo.dat";
+    fgWriteFile(file, "old");
+    EXPECT_EQ(fRun("./shell/libinvdiskexe.sh 2 7"), "");
+    EXPECT_EQ(fgReadFile(file), "old") << "no disk";
+    const std::string page = std::string("\0\x80\0\x08", 4) + "  S3R|AL ";
+    using FILES = std::vector<std::pair<const char*, std::string>>;
+    const auto device = [this](const std::string& name, const FILES& files) {
+        for (const auto& [path, text] : files)
+            fHostFile("/sys/block/" + name + "/" + path, text);
+    };
+    device("sda", {{"device/model", "Model of A   \n"},
+                   {"device/vpd_pg80", page},
+                   {"size", "8589934592\n"},
+                   {"queue/rotational", "1\n"},
+                   {"device/wwid", "naa.1"}});
+    device("nvme0n1", {{"device/model", "Fast\x03 one\n"},
+                       {"device/serial", "N-1\n"},
+                       {"size", "2000000\n"},
+                       {"queue/rotational", "0\n"},
+                       {"hidden", "0\n"},
+                       {"wwid", "eui.2"}});
+    device("nvme0c0n1", {{"device/model", "path\n"}, {"size", "2000000\n"}, {"hidden", "1\n"}});
+    device("cciss!c0d0", {{"device/wwid", "naa.3\n"}, {"size", "2000001\n"}});
+    device("vda", {{"device/vendor", "0x1af4\n"}, {"serial", "root"}, {"size", "1999999\n"}});
+    device("sr0", {{"device/model", "DVD\n"}, {"size", "9000000\n"}});
+    device("loop0", {{"size", "9000000\n"}});
+    EXPECT_EQ(fRun("./shell/libinvdiskexe.sh 2 7"), "");
+    EXPECT_EQ(fgReadable(fgReadFile(file)), "VELKDISK|INDEX~DISKNAME~SIZEKB~MODEL~SERIAL~ROTATIONAL~"
+                                            "|1~/dev/cciss/c0d0~1000000~-~naa.3~-~"
+                                            "|2~/dev/nvme0n1~1000000~Fast  one~N-1~0~"
+                                            "|3~/dev/sda~4294967296~Model of A~S3R AL~1~\n");
+    EXPECT_EQ(fRun("ls " + m_strResults), "DiskINVStrInfo.dat\n") << "nothing else is left";
+    CMM_IO_Info disks;
+    EXPECT_EQ(disks.fGetDiskINV(), 1) << "a record that its reader takes";
 }

@@ -69,7 +69,7 @@ check_example()
 
     check_program "$prefix"
     for option in $("$prefix/bin/hostmetrics" --help | grep -o -e '--[a-z-]*'); do
-        sed 's/\\-/-/g' moved/share/man/man1/hostmetrics.1 | grep -q -e "^\.BI* $option" ||
+        sed 's/\\-/-/g' moved/share/man/man1/hostmetrics.1 | grep -q -e "^\.B[IR]* $option" ||
             fail "the manual page has no $option"
     done
 }
