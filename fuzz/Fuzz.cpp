@@ -79,6 +79,8 @@ CFuzzTree::CFuzzTree()
     fs::current_path(fs::path(m_strTop) / "agent/bin");
     fgFuzzWrite("../../utils/ETC/ShCmd", LAUNCHER);
     fs::permissions("../../utils/ETC/ShCmd", fs::perms::owner_all);
+    fgFuzzMust(access("../../utils/ETC/ShCmd", X_OK) == 0,
+               "scripts may run in the folder for temporary files");
     fgCopyText(g_strHostRoot, HOST);
 }
 

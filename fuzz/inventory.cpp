@@ -13,6 +13,7 @@
 namespace
 {
 constexpr char FILE_RECORD[] = "../aproc/shell/record.dat";
+constexpr int SMALL_SIZE = 16; // bytes that a buffer is said to have, so that short records make it grow
 
 template <class TCheck> void fStates(std::string_view input, TCheck check)
 {
@@ -27,6 +28,7 @@ void fCpu(std::string_view input)
     g_nCpuStrType = 1;
     CMM_CPU_Info cpu;
     fgCopyText(cpu.m_strDataPath, FILE_RECORD);
+    cpu.m_nCpuINVSize = SMALL_SIZE;
     fStates(input, [&] { fgFuzzMust(cpu.fGetCpuINV() != 0, "there is a result"); });
 }
 
@@ -48,6 +50,7 @@ void fInterface(std::string_view input)
     g_nInterfaceStrType = g_nNetworkExtGather = 1;
     static CMM_NWT_Info network;
     fgCopyText(network.m_strDataPath, FILE_RECORD);
+    network.m_nInterfaceINVSize = network.m_nInterfaceNameSize = SMALL_SIZE;
     fStates(input, [] {
         network.fGetInterfaceINV();
         network.fMatchNicName("eth0");
