@@ -1,0 +1,93 @@
+#include "fuzz/Fuzz.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <unistd.h>
+
+#include "driver/RunConfig.h"
+#include "lib/FixedText.h"
+#include "lib/Owners.h"
+
+namespace fs = std::filesystem;
+
+namespace
+{
+constexpr char HOST[] = "../../host";
+constexpr char LAUNCHER[] = "#!/bin/sh\n[ ! -f ../../out ] || exec cat ../../out\n";
+constexpr const char* FOLDERS[] = {
+    "agent/bin",          "agent/aproc/shell", "agent/buffer",          "utils/ETC",
+    "host/etc/sysconfig", "host/proc/1",       "host/proc/net/bonding", "host/srv"};
+} // namespace
+
+const CFuzzTarget*& CFuzzTarget::fFirst()
+{
+    static const CFuzzTarget* first = nullptr;
+    return first;
+}
+
+void CFuzzTarget::fTake(std::string_view input) const
+{
+    const auto bytes = std::make_unique<char[]>(input.size());
+    std::copy(input.begin(), input.end(), bytes.get());
+    m_fnTake({bytes.get(), input.size()});
+}
+
+std::string_view fgFuzzPart(std::string_view& input)
+{
+    const size_t end = input.find('\f');
+    const std::string_view part = input.substr(0, end);
+    input.remove_prefix(end == input.npos ? input.size() : end + 1);
+    return part;
+}
+
+CFuzzText::CFuzzText(std::string_view text)
+{
+    text = text.substr(0, text.find('\0')); // so that the terminator is the last byte
+    m_pstrText = std::make_unique<char[]>(text.size() + 1);
+    std::copy(text.begin(), text.end(), m_pstrText.get());
+}
+
+void fgFuzzMust(bool isSo, const char* what)
+{
+    if (isSo) return;
+    fprintf(stderr, "not so: %s\n", what);
+    abort();
+}
+
+void fgFuzzWrite(const char* path, std::string_view text)
+{
+    const CDescriptor file(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    fgFuzzMust(write(file.fGet(), text.data(), text.size()) == static_cast<ssize_t>(text.size()), path);
+}
+
+std::string fgFuzzHost(std::string_view path)
+{
+    return HOST + std::string(path);
+}
+
+CFuzzTree::CFuzzTree()
+    : m_strTop((fs::temp_directory_path() / "hostmetrics-fuzz-XXXXXX").string()),
+      m_strOldFolder(fs::current_path().string())
+{
+    fgFuzzMust(mkdtemp(m_strTop.data()) != nullptr, "a folder of its own");
+    for (const char* folder : FOLDERS)
+        fs::create_directories(fs::path(m_strTop) / folder);
+    fs::current_path(fs::path(m_strTop) / "agent/bin");
+    fgFuzzWrite("../../utils/ETC/ShCmd", LAUNCHER);
+    fs::permissions("../../utils/ETC/ShCmd", fs::perms::owner_all);
+    fgFuzzMust(access("../../utils/ETC/ShCmd", X_OK) == 0,
+               "scripts may run in the folder for temporary files");
+    fgCopyText(g_strHostRoot, HOST);
+}
+
+CFuzzTree::~CFuzzTree()
+{
+    g_strHostRoot[0] = '\0';
+    fs::current_path(m_strOldFolder);
+    std::error_code ignored;
+    fs::remove_all(m_strTop, ignored);
+}
