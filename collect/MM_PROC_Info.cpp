@@ -74,6 +74,28 @@ bool fTakeUnsigned(CNumberScan& scan, proc_s& work, unsigned long proc_s::*const
     return fTake<&CNumberScan::fUnsigned, unsigned long>(scan, work, fields);
 }
 
+// The name of a stat text that ends before its ")", "7 (sh"; null when the text is not of that form. A
+// nameless process is refused.
+const char* fScanFront(const char* text, int& pid)
+{
+    CNumberScan scan(text);
+    if (!scan.fInt(pid)) return nullptr;
+    scan.fSkipBlanks();
+    const char* name = scan.fAt();
+    return *name == '(' && name[1] != '\0' ? name + 1 : nullptr;
+}
+
+// Takes what rows show of stat and statm, for which the name's end is cut off; false for a text that the
+// methods for whole records refuse, too.
+bool fTakeForRow(ST_PROC_TEXTS& texts, proc_s& work)
+{
+    char* const close = texts.l_pstrNameEnd;
+    if (close == nullptr || close[1] == '\0') return false;
+    *close = '\0';
+    return fScanFront(texts.l_pstrStat, work.pid) != nullptr && fgParseProcRowStat(close + 2, work) &&
+           CNumberScan(texts.l_pstrStatm).fSkip(static_cast<int>(std::size(STATM_PAGES)));
+}
+
 // The number that a text begins with, as strtol reads it.
 int fNumber(const char* text)
 {
@@ -93,13 +115,6 @@ size_t fCommandText(const ST_PROC_TEXTS& texts, char* name)
     return texts.l_nCommand;
 }
 
-struct ST_IO_LINE
-{
-    std::string_view l_strKey;
-    unsigned long long proc_s::*l_ullCounter;
-};
-constexpr ST_IO_LINE IO_LINES[] = {{"read_bytes: ", &proc_s::io_read}, {"write_bytes: ", &proc_s::io_write}};
-
 // Takes "read_bytes: 4096" of io, or "write_bytes: 4096", from a line whose first "_" stands at mark; a line
 // that holds "cancelled_" would land in io_write. Returns the end of the line.
 const char* fTakeIoLine(const char* line, const char* mark, proc_s& work)
@@ -108,12 +123,15 @@ const char* fTakeIoLine(const char* line, const char* mark, proc_s& work)
     const std::string_view text(line, static_cast<size_t>(end - line));
     const auto has = [text](std::string_view key) { return text.find(key) != std::string_view::npos; };
     long value = 0;
-    for (const auto& [key, counter] : IO_LINES) { // as the kernel writes them
-        if (!text.starts_with(key)) continue;
-        CNumberScan number(line + key.size());
-        if (!number.fLong(value) || number.fAt() != end) continue;
-        work.*counter = static_cast<unsigned long long>(value);
-        return end;
+    unsigned long long* counter = nullptr; // of a line as the kernel writes it
+    if (text.starts_with("read_bytes: ")) counter = &work.io_read;
+    if (text.starts_with("write_bytes: ")) counter = &work.io_write;
+    if (counter != nullptr) {
+        CNumberScan number(mark + strlen("_bytes: "));
+        if (number.fLong(value) && number.fAt() == end) {
+            *counter = static_cast<unsigned long long>(value);
+            return end;
+        }
     }
     if (text.starts_with("cancelled_") || has("cancelled_")) return end;
     const bool isRead = has("read_bytes");
@@ -396,7 +414,8 @@ void CMM_PROC_Info::fFinishProcess(ST_PASS& pass, ST_PROC_TEXTS& texts)
 {
     _ST_PROC& process = pass.l_stProcess;
     fClearProcess(process, pass.l_nNameUsed);
-    pass.l_nNameUsed = fFillProcess(texts, &pass.l_stWork, &process, pass.l_ulTotalMemory, pass.l_dElapsed);
+    pass.l_nNameUsed =
+        fFillProcess(texts, &pass.l_stWork, &process, pass.l_ulTotalMemory, pass.l_dElapsed, false);
     if (pass.l_nNameUsed == 0) return;
     if (pass.l_bJava && strstr(process.l_strPname, "java") != nullptr) fCorrectJava(pass);
     if (process.l_strUname[0] == '\0') return;
@@ -462,7 +481,8 @@ int CMM_PROC_Info::fMReadProcTable(int pid, proc_s* work, _ST_PROC* out, unsigne
 {
     CProcFiles files;
     CProcBatch batch;
-    if (!batch.fRead(files, pid) || fFillProcess(batch.fTexts().front(), work, out, totMemKB, elapsed) == 0)
+    if (!batch.fRead(files, pid) ||
+        fFillProcess(batch.fTexts().front(), work, out, totMemKB, elapsed, true) == 0)
         return 0;
     // No row has these texts: a pass goes without.
     fgCopyText(out->l_strCTime, m_pclUtil->fFormatTime(static_cast<int>(out->l_nCTime / TICKS_PER_SECOND)));
@@ -470,12 +490,14 @@ int CMM_PROC_Info::fMReadProcTable(int pid, proc_s* work, _ST_PROC* out, unsigne
     return 1;
 }
 
-// Fills both records from the files of one process. Returns the length of its command line, 0 when it must be
-// skipped.
+// Fills both records from the files of one process, the first one whole or as far as rows need it. Returns
+// the length of its command line, 0 when it must be skipped.
 size_t CMM_PROC_Info::fFillProcess(ST_PROC_TEXTS& texts, proc_s* work, _ST_PROC* out, unsigned long totMemKB,
-                                   double elapsed)
+                                   double elapsed, bool whole)
 {
-    if (fMStat2Proc(texts.l_pstrStat, work) == 0 || fMStatm2Proc(texts.l_pstrStatm, work) == 0) return 0;
+    if (!(whole ? fMStat2Proc(texts.l_pstrStat, work) != 0 && fMStatm2Proc(texts.l_pstrStatm, work) != 0
+                : fTakeForRow(texts, *work)))
+        return 0;
     const size_t length = fCommandText(texts, out->l_strPname);
     // A command line that begins with a blank hides its process: kept, such names are made to be hidden.
     if (length == 0 || out->l_strPname[0] == ' ') {
@@ -556,13 +578,10 @@ int CMM_PROC_Info::fMStat2Proc(char* text, proc_s* work)
     if (close == nullptr) return 0;
     const bool more = close[1] != '\0';
     *close = '\0';
-    CNumberScan scan(text);
     memset(work->cmd, 0, sizeof(work->cmd));
-    if (!scan.fInt(work->pid)) return 0;
-    scan.fSkipBlanks();
-    const char* name = scan.fAt();
-    if (*name != '(' || name[1] == '\0') return 0; // a nameless process does not scan
-    fgCopyText(work->cmd, name + 1);
+    const char* name = fScanFront(text, work->pid);
+    if (name == nullptr) return 0;
+    fgCopyText(work->cmd, name);
     if (!more || !fgParseProcStat(close + 2, *work)) return 0;
     // Maps no terminal to -1 and shifts the others, as old device numbers were: kept, nothing prints it.
     if (work->tty == 0)
@@ -694,6 +713,16 @@ bool fgParseProcStat(const char* text, proc_s& work)
            fTakeLongs(scan, work, STAT_START) && fTakeUnsigned(scan, work, STAT_MEMORY) &&
            fTake<&CNumberScan::fHex, unsigned long long>(scan, work, STAT_SIGNALS) &&
            fTakeUnsigned(scan, work, STAT_WAIT);
+}
+
+bool fgParseProcRowStat(const char* text, proc_s& work)
+{
+    CNumberScan scan(text);
+    return scan.fChar(work.state) && scan.fInt(work.ppid) && scan.fSkip(1) && scan.fInt(work.session) &&
+           scan.fSkip(7) && scan.fLong(work.utime) && scan.fLong(work.stime) && scan.fSkip(2) &&
+           scan.fInt(work.priority) && scan.fInt(work.nice) && scan.fUnsigned(work.num_threads) &&
+           scan.fSkip(1) && scan.fLong(work.start_time) && scan.fUnsigned(work.vsize) &&
+           scan.fUnsigned(work.rss) && scan.fSkip(6) && scan.fSkip<16>(4) && scan.fSkip(1);
 }
 
 void fgParseProcIo(const char* text, proc_s& work)

@@ -194,7 +194,7 @@ private:
     void fAppendProcess(ST_PASS& pass);
     void fAppendVirtual(ST_PASS& pass);
     size_t fFillProcess(ST_PROC_TEXTS& texts, proc_s* work, _ST_PROC* out, unsigned long totMemKB,
-                        double elapsed);
+                        double elapsed, bool whole);
     void fFillRecord(const proc_s& work, _ST_PROC* out, unsigned long totMemKB);
     void fKeepSample(_ST_PROC* out, double elapsed, bool isReplaced);
 
@@ -219,6 +219,10 @@ constexpr char FORMAT_PROC_STAT[] =
     "%c %d %d %d %d %d %lu %lu %lu %lu %lu %ld %ld %ld %ld %d %d %lu %lu %ld %lu %lu "
     "%lu %lu %lu %lu %lu %lu %LX %LX %LX %LX %lu";
 bool fgParseProcStat(const char* text, proc_s& work);
+
+// Takes or refuses the same texts, and the numbers that rows show: state, ppid, session, utime, stime,
+// priority, nice, num_threads, start_time, vsize and rss. Half the work.
+bool fgParseProcRowStat(const char* text, proc_s& work);
 
 // Takes the counters of an io text.
 void fgParseProcIo(const char* text, proc_s& work);

@@ -37,22 +37,18 @@ int fBudget(int most)
     return static_cast<int>(std::min(static_cast<rlim_t>(most), limit.rlim_cur / 2));
 }
 
-// The name of a kernel thread, of its stat text; empty for every other process, and for a name that status
-// would show in another way.
-std::string_view fKernelThread(const char* stat, size_t length, int pid)
+// The name of a kernel thread, of its stat text, in which close is the end of the name; empty for every other
+// process, and for a name that status would show in another way.
+std::string_view fKernelThread(const char* stat, const char* close, const char* end, int pid)
 {
-    const auto* close = static_cast<const char*>(memrchr(stat, ')', length));
-    if (close == nullptr || close + 4 > stat + length) return {};
+    if (close == nullptr || close + 4 > end) return {};
     CNumberScan scan(close + 3); // behind ") S"
     int parent = 0;
     if (!scan.fInt(parent) || (parent != KERNEL_PARENT && pid != KERNEL_PARENT)) return {};
-    long skipped = 0;
     unsigned long flags = 0;
-    for (int i = 0; i < 4; i++) // group, session, terminal and its group
-        if (!scan.fLong(skipped)) return {};
-    if (!scan.fUnsigned(flags) || (flags & KERNEL_THREAD) == 0) return {};
-    const auto* open = static_cast<const char*>(memchr(stat, '(', length));
-    if (open == nullptr || open > close) return {};
+    if (!scan.fSkip(4) || !scan.fUnsigned(flags) || (flags & KERNEL_THREAD) == 0) return {};
+    const auto* open = static_cast<const char*>(memchr(stat, '(', static_cast<size_t>(close - stat)));
+    if (open == nullptr) return {};
     const std::string_view name(open + 1, static_cast<size_t>(close - open - 1));
     return name.find_first_of("\n\\") == std::string_view::npos ? name : std::string_view();
 }
@@ -213,8 +209,12 @@ bool CProcBatch::fReadTexts(CProcFiles& files, ST_PROC_TEXTS& texts)
     texts.l_bReplaced = length == 0 && files.fForget();
     if (texts.l_bReplaced) length = fTake(files, PROC_FILE_STAT, PROC_FILE_SIZE, texts.l_pstrStat);
     if (length == 0 || !files.fOwner(texts.l_nUid)) return false;
-    // A kernel thread has neither memory nor a command line, and its name is known: it is not asked for them.
-    const std::string_view thread = fKernelThread(texts.l_pstrStat, length, texts.l_nPid);
+    // A kernel thread has neither memory nor a command line, and its name is known: for speed it is not
+    // asked.
+    const char* const end = texts.l_pstrStat + length;
+    texts.l_pstrNameEnd = static_cast<char*>(memrchr(texts.l_pstrStat, ')', length));
+    std::string_view thread;
+    if (files.fKeeps()) thread = fKernelThread(texts.l_pstrStat, texts.l_pstrNameEnd, end, texts.l_nPid);
     if (!thread.empty())
         texts.l_pstrStatm = fPut("0 0 0 0 0 0 0", "");
     else if (fTake(files, PROC_FILE_STATM, STATM_SIZE, texts.l_pstrStatm) == 0)

@@ -45,6 +45,7 @@ public:
     // The pass is over: what was kept of processes that it did not select is closed.
     void fEnd();
 
+    bool fKeeps() const { return m_nMost > 0; } // in this pass
     // Turns to a process. Only in ascending order of their pids are they kept.
     void fSelect(int pid);
     // Reads a file of it as far as size - 1 bytes and terminates the text; returns its length, 0 also when it
@@ -89,6 +90,7 @@ struct ST_PROC_TEXTS
     int l_nUid;
     bool l_bReplaced; // another process had this pid in the pass before
     char* l_pstrStat;
+    char* l_pstrNameEnd; // the last ")" of it, null when there is none
     char* l_pstrStatm;
     char* l_pstrIo; // empty where it cannot be read
     char* l_pstrCommand;

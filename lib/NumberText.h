@@ -59,6 +59,8 @@ public:
     inline bool fLong(long& value);              // %ld
     inline bool fUnsigned(unsigned long& value); // %lu; a sign is taken, and negates
     inline bool fHex(unsigned long long& value); // %LX; a sign and 0x are taken
+    // Pass over numbers, of "%d", "%ld" and "%lu" alike or, with BASE 16, of "%LX"; false when there is none.
+    template <unsigned BASE = 10> inline bool fSkip(int count);
     inline void fSkipBlanks();
     const char* fAt() const { return m_pstrAt; }
 
@@ -192,13 +194,26 @@ inline bool CNumberScan::fUnsigned(unsigned long& value)
 
 inline bool CNumberScan::fHex(unsigned long long& value)
 {
-    if (m_pstrAt[0] == ' ' && m_pstrAt[1] == '0' && m_pstrAt[2] == ' ') { // what most masks of signals are
-        value = 0;
-        m_pstrAt += 2;
-        return true;
-    }
     unsigned long same = 0;
     if (!fModulo<16>(same)) return false;
     value = same;
+    return true;
+}
+
+template <unsigned BASE> inline bool CNumberScan::fSkip(int count)
+{
+    for (; count > 0; count--) {
+        const char* at = m_pstrAt;
+        if (*at == ' ') at++;
+        if (*at == '-') at++;
+        const char* const start = at;
+        while (fDigit<10>(*at) < 10)
+            at++;
+        unsigned long value = 0;
+        if (at != start && *at == ' ') // digits alone end where every conversion has them end
+            m_pstrAt = at;
+        else if (!fModulo<BASE>(value))
+            return false;
+    }
     return true;
 }

@@ -158,6 +158,13 @@ TEST(ProcInfo, ParsesStatAsSscanfDoes)
                    hex(a.signal), hex(a.blocked), hex(a.sigignore), hex(a.sigcatch), &a.wchan);
         ASSERT_EQ(fgParseProcStat(text.c_str(), b), count == 33) << text;
         ASSERT_EQ(memcmp(&a, &b, sizeof(a)), 0) << text;
+        proc_s row = {};
+        ASSERT_EQ(fgParseProcRowStat(text.c_str(), row), count == 33) << text;
+        ASSERT_EQ(std::tuple(row.state, row.ppid, row.session, row.utime, row.stime, row.priority, row.nice,
+                             row.num_threads, row.start_time, row.vsize, row.rss),
+                  std::tuple(a.state, a.ppid, a.session, a.utime, a.stime, a.priority, a.nice, a.num_threads,
+                             a.start_time, a.vsize, a.rss))
+            << text;
     }
 }
 

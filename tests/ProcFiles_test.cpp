@@ -231,8 +231,10 @@ TEST(ProcFiles, KernelThreadsKeepTheirNames)
 {
     const std::string status = fgReadFile("/proc/2/status");
     if (!status.starts_with("Name:\tkthreadd\n")) GTEST_SKIP() << "no kernel threads to be seen here";
+    const CDescriptor proc(open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     CProcFiles files;
     CProcBatch batch;
+    files.fBegin(proc.fGet(), 100);
     ASSERT_TRUE(batch.fRead(files, 2));
     ASSERT_TRUE(batch.fRead(files, getpid()));
     EXPECT_STREQ(batch.fTexts()[0].l_pstrStatus, "Name:\tkthreadd");
