@@ -1,7 +1,7 @@
 #pragma once
 
-// The kernel's version: the first three numbers of its release, 2, 6, 18 in "2.6.18-8.el5". uname gives it, or
-// /proc/sys/kernel/osrelease below g_strHostRoot where that is set and has the file.
+// The kernel's version: the first three numbers of its release, 2, 6, 18 in "2.6.18-8.el5". uname gives it,
+// or /proc/sys/kernel/osrelease below g_strHostRoot where that is set and has the file.
 struct ST_OS_VERSION
 {
     int l_nMajorNum;

@@ -70,8 +70,8 @@ TEST_F(TrackedMemory, FreesWhatItDoesNotKnow)
 TEST_F(TrackedMemory, NoticesAnAddressThatCameBack)
 {
     constexpr int SIZE = 64 << 20;
-    void* lost = fgNmalloc(SIZE, 7);
-    const auto comesBack = [lost](auto allocate) {
+    void* volatile lost = fgNmalloc(SIZE, 7); // freed behind the back of whoever knows it
+    const auto comesBack = [&lost](auto allocate) {
         free(lost);
         void* block = nullptr;
         std::string told;
