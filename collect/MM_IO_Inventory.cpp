@@ -24,12 +24,7 @@ int CMM_IO_Info::fGetDiskINV()
     std::string record;
     if (!fReadRecord(record)) return -1;
     if (!fTellSize(m_nDiskINVSize, record)) return -1;
-    const std::string_view table = fgInventoryTable(record);
-    if (!fgStoreInventory(table, m_pStrDiskINV, m_nDiskINVRoom)) return -1;
-    if (table.empty()) {
-        fgLog(LOG_DISK, LOG_ERROR, m_strLogMsg, "inv not contents");
-        return -1;
-    }
+    if (!fgStoreInventoryTable(record, m_pStrDiskINV, m_nDiskINVRoom, LOG_DISK, m_strLogMsg)) return -1;
     m_nDiskINVCnt = 1;
     return 1;
 }

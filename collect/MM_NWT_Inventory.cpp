@@ -40,12 +40,7 @@ int CMM_NWT_Info::fReadInventory(const char* path, char*& buffer, int& size)
     const size_t room = static_cast<size_t>(size);
     if (room < record.size() && !fgReserveInventory(buffer, size, room + record.size() + INVENTORY_EXTRA))
         return -1;
-    const std::string_view table = fgInventoryTable(record);
-    if (!fgStoreInventory(table, buffer, size)) return -1;
-    if (table.empty()) {
-        fgLog(LOG_NETWORK, LOG_ERROR, m_strLogMsg, "inv not contents");
-        return -1;
-    }
+    if (!fgStoreInventoryTable(record, buffer, size, LOG_NETWORK, m_strLogMsg)) return -1;
     m_nInterfaceINVCnt = 1;
     if (g_nNetworkExtGather == 1) fSetExtNetwork(buffer);
     return 1;

@@ -108,8 +108,8 @@ size_t CProcFiles::fRead(PROC_FILE file, char* text, size_t size)
 bool CProcFiles::fOwner(int& uid)
 {
     int fd = fKept(PROC_FILE_FOLDER);
-    if (fd < 0 && m_pstSelected != nullptr && (fd = fOpen(PROC_FILE_FOLDER)) >= 0 &&
-        !fKeep(PROC_FILE_FOLDER, fd)) {
+    const bool mayKeep = m_pstSelected != nullptr && m_nHeld < m_nMost;
+    if (fd < 0 && mayKeep && (fd = fOpen(PROC_FILE_FOLDER)) >= 0 && !fKeep(PROC_FILE_FOLDER, fd)) {
         close(fd);
         fd = -1;
     }

@@ -97,6 +97,15 @@ bool fgStoreInventory(std::string_view text, char*& buffer, int& size)
     return true;
 }
 
+bool fgStoreInventoryTable(std::string_view record, char*& buffer, int& size, const ST_LOG_SOURCE& source,
+                           char (&scratch)[LOG_SCRATCH_SIZE])
+{
+    const std::string_view table = fgInventoryTable(record);
+    if (!fgStoreInventory(table, buffer, size)) return false;
+    if (table.empty()) fgLog(source, LOG_ERROR, scratch, "inv not contents");
+    return !table.empty();
+}
+
 int fgSaveInventoryCommand(const char* key, const char* command, const ST_LOG_SOURCE& source,
                            char (&scratch)[LOG_SCRATCH_SIZE])
 {

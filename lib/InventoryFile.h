@@ -33,6 +33,11 @@ constexpr size_t INVENTORY_EXTRA = 16;
 // memory; the buffer is as it was then.
 bool fgStoreInventory(std::string_view text, char*& buffer, int& size);
 
+// Stores the table of a record so. false also when there is none, with the error line "inv not contents"; the
+// buffer is empty then.
+bool fgStoreInventoryTable(std::string_view record, char*& buffer, int& size, const ST_LOG_SOURCE& source,
+                           char (&scratch)[LOG_SCRATCH_SIZE]);
+
 // Hands an inventory command to the process-wide scheduler. The key is rewritten in place in file mode, so it
 // is copied. Returns 1; -1 when there is no scheduler (an error line is written) or it refuses the command.
 int fgSaveInventoryCommand(const char* key, const char* command, const ST_LOG_SOURCE& source,
