@@ -158,6 +158,15 @@ void fStartWriter(COmniLog& log)
     if (error != 0) fprintf(stderr, "log thread start failed : %s\n", strerror(error));
 }
 
+// Another process that writes this log may have packed the file and begun it anew: what went to the old one
+// would be lost.
+bool fIsAnother(int file, const struct stat& state)
+{
+    struct stat opened;
+    return file != 0 && fstat(file, &opened) == 0 &&
+           (opened.st_ino != state.st_ino || opened.st_dev != state.st_dev);
+}
+
 // Deliberately loose in the middle: ".log.gz" is found by ".log" seven characters from the end, whatever
 // follows it.
 bool fIsLogName(std::string_view name)
@@ -349,6 +358,7 @@ int COmniLog::fLogSizeChk()
         fOpenLogFile();
         return 0;
     }
+    if (fIsAnother(m_nFileFd, state)) fOpenLogFile();
     if (static_cast<unsigned long>(state.st_size) < m_ulLogSize) return 1;
     fLogCompress(); // whatever m_nLogCompress says: it is about the day change only
     fCloseLogFile();

@@ -111,8 +111,9 @@ public:
     // Goes to the file of today when the open one is of another day. Returns 1 when it opened that file, 0
     // when it failed or there was nothing to do.
     int fDateChangeChk();
-    // Returns 1 when the file may take another line. Otherwise 0: a missing file has been created anew, a
-    // full one has been compressed and left for the next.
+    // Returns 1 when the file may take another line, opened anew where another file has its name by now.
+    // Otherwise 0: a missing file has been created anew, a full one has been compressed and left for the
+    // next.
     int fLogSizeChk();
     // Sets m_pstrLogFile: for a dayChange of 1 to the first file of today (old files are removed), else to
     // the next number of the day. The agent's own log resumes its last file when it has no date yet. Returns

@@ -103,6 +103,13 @@ TEST_F(CLogTest, FileIsCreatedAndCreatedAnew)
     EXPECT_EQ(0, fWrite("lost"));
     EXPECT_EQ(1, fWrite("three"));
     EXPECT_EQ((FILES{{"_T.log", "[INFO][m.cpp]three\n"}}), fFiles());
+
+    fs::remove(m_stLog.m_pstrLogFile);
+    COmniLog other(2, "T", 2); // as of another process
+    fPrepare(other);
+    EXPECT_EQ(1, other.fWrite(LOG_ERROR, "m.cpp", "four"));
+    EXPECT_EQ(1, fWrite("five"));
+    EXPECT_EQ((FILES{{"_T.log", "[INFO][m.cpp]four\n[INFO][m.cpp]five\n"}}), fFiles());
 }
 
 TEST_F(CLogTest, SizeRotationDropsTheLineAndCompressesUnasked)
