@@ -103,7 +103,7 @@ bool CMM_IO_Info::fListDevices(int mode)
         if (mode == 0 && !fAddToInventory(disk)) break;
         if (mode != 0 && !fAddToTable(disk)) return false;
     }
-    fgLog(LOG_DISK, LOG_DEBUG, m_strLogMsg, "fMGetDevNames end ");
+    fgLog(LOG_DISK, LOG_DETAIL, m_strLogMsg, "fMGetDevNames end ");
     m_nNDev = m_nDevNameCount;
     return true;
 }

@@ -106,7 +106,7 @@ char* fNewPath(const char* folder, const char* name)
 // The word for a line of that level; null for a line that is not shown.
 const char* fLevelWord(int level, int logMode)
 {
-    if (level == LOG_DEBUG) return logMode == 1 ? "DEBUG" : nullptr;
+    if (level == LOG_DETAIL) return logMode == 1 ? "DEBUG" : nullptr;
     return level == LOG_NORMAL || level == LOG_ERROR ? "INFO" : nullptr; // errors are INFO lines too
 }
 

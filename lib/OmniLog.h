@@ -79,7 +79,7 @@ public:
     // all are 0 and it returns -1.
     int fSetLogModeBit(const char* text);
 
-    // Write a line, or queue it in thread mode. level: LOG_DEBUG (shown in log mode 1 only), LOG_NORMAL or
+    // Write a line, or queue it in thread mode. level: LOG_DETAIL (shown in log mode 1 only), LOG_NORMAL or
     // LOG_ERROR; any other writes nothing. module is the source file shown in the line. Always return 0; no
     // loss is reported. A queued message loses its level: it becomes an INFO line with a line number, and
     // without a line number given, its module is "src" and its number 0.

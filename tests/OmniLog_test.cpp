@@ -232,7 +232,7 @@ void fExpectAllOfFour(COmniLog& log, const std::string& word, const std::functio
     for (int caller = 0; caller < 4; ++caller)
         callers.emplace_back([&log] {
             for (int line = 10; line < 30; ++line)
-                log.fLogWrite(LOG_DEBUG, line, "m.cpp", "text");
+                log.fLogWrite(LOG_DETAIL, line, "m.cpp", "text");
         });
     for (int line = 10; line < 30; ++line)
         expected.insert(expected.end(), 4, "[" + word + "][m.cpp][" + std::to_string(line) + "]text");
