@@ -11,7 +11,7 @@ public:
     // Per-mille shares of n counters over one interval: pct[i] becomes (1000 x step of cur[i]) over the sum
     // of all steps, rounded half up, and cur is copied into old. Steps are unsigned, a falling counter gives
     // a huge one. Returns the sum of the steps narrowed to int; a sum of 0, or n below 1, counts and returns
-    // as 1.
+    // as 1. The arrays have n entries each and do not overlap, here and below.
     int fGetCpuPct(int n, unsigned long long* pct, unsigned long long* cur, unsigned long long* old);
 
     // The same for signed counters that wrap at 32 bits: a negative step is taken as its low 32 bits, signed.
