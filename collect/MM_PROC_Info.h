@@ -124,7 +124,7 @@ public:
     // output as a line for people.
     char* fMGetProc(int);
 
-    int fMGetNProcs();                         // processes counted in the last pass
+    int fMGetNProcs();                         // processes and virtual-machine rows of the last pass
     char* fGetProcInfo();                      // the table as it stands
     void fSetVMFlag(int vmFlag, int isVMWare); // both 1: append the virtual-machine rows
 

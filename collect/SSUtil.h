@@ -57,7 +57,8 @@ public:
     char* fSkipWs(const char* p);    // first byte that is no white space
     char* fSkipToken(const char* p); // behind the white space and the word that follow
 
-    // Sizes for people, in a buffer that all objects share until the next call of any of the four.
+    // Sizes for people, in a buffer that all objects share until the next call of any of the four. None at
+    // all is "0", and "0 M" of megabytes.
     char* fKbyteToForm(unsigned long kb);        // kilobytes as "1.5 M", by 1024
     char* fMbyteToForm(unsigned long mb);        // megabytes as "1.5 G", by 1024
     char* fMbyteTo1000Form(unsigned long mb);    // megabytes as "1.5 G", by 1000
