@@ -124,7 +124,7 @@ public:
     // output as a line for people.
     char* fMGetProc(int);
 
-    int fMGetNProcs();                         // processes counted in the last pass
+    int fMGetNProcs();                         // processes and virtual-machine rows of the last pass
     char* fGetProcInfo();                      // the table as it stands
     void fSetVMFlag(int vmFlag, int isVMWare); // both 1: append the virtual-machine rows
 
@@ -137,8 +137,8 @@ public:
     // Parsers of the process files; 1, or 0 when the text is not what the kernel writes.
     int fMStat2Proc(char* text, proc_s* work); // ends the text at the last ")"
     int fMStatm2Proc(char* text, proc_s* work);
-    int fMCmdline2Proc(char* text, proc_s* work);
-    int fMIo2Proc(const char* path, proc_s* work); // reads the file; 0 when it cannot be opened
+    int fMCmdline2Proc(char* text, proc_s* work);  // args: the text, or "[cmd]" for an empty one; always 1
+    int fMIo2Proc(const char* path, proc_s* work); // reads the file; 0 when it cannot be read
 
     // Shares and I/O of cur against the previous sample over elapsed hundredths of a second. Returns 1.
     int fMCompute(_ST_PROC* cur, _ST_PROC_OLD_LIST* old, double elapsed);

@@ -11,7 +11,7 @@ public:
     // Per-mille shares of n counters over one interval: pct[i] becomes (1000 x step of cur[i]) over the sum
     // of all steps, rounded half up, and cur is copied into old. Steps are unsigned, a falling counter gives
     // a huge one. Returns the sum of the steps narrowed to int; a sum of 0, or n below 1, counts and returns
-    // as 1.
+    // as 1. The arrays have n entries each and do not overlap, here and below.
     int fGetCpuPct(int n, unsigned long long* pct, unsigned long long* cur, unsigned long long* old);
 
     // The same for signed counters that wrap at 32 bits: a negative step is taken as its low 32 bits, signed.
@@ -57,7 +57,8 @@ public:
     char* fSkipWs(const char* p);    // first byte that is no white space
     char* fSkipToken(const char* p); // behind the white space and the word that follow
 
-    // Sizes for people, in a buffer that all objects share until the next call of any of the four.
+    // Sizes for people, in a buffer that all objects share until the next call of any of the four. None at
+    // all is "0", and "0 M" of megabytes.
     char* fKbyteToForm(unsigned long kb);        // kilobytes as "1.5 M", by 1024
     char* fMbyteToForm(unsigned long mb);        // megabytes as "1.5 G", by 1024
     char* fMbyteTo1000Form(unsigned long mb);    // megabytes as "1.5 G", by 1000

@@ -10,7 +10,7 @@
 // normally hold. What a process calls itself may: whoever splits rows must count their fields.
 constexpr char SEPARATOR_ROW[] = "\x03\x1F|";        // opens a data row; the header row has none
 constexpr char SEPARATOR_FIELD[] = "\x03\x1F~";      // follows every column name and every value
-constexpr char SEPARATOR_PUSH_ROW[] = "\x03\x1F]";   // ends a record of push rows and of buffer files
+constexpr char SEPARATOR_PUSH_ROW[] = "\x03\x1F]";   // parts push rows, ends a record of buffer files
 constexpr char SEPARATOR_PUSH_FIELD[] = "\x03\x1F^"; // follows a field of push rows and of buffer files
 
 // Fills a collector's separators: split gets row and field, push gets push row and push field.

@@ -89,6 +89,26 @@ TEST(ProcInfo, RatesBetweenTwoPasses)
     EXPECT_EQ(proc.m_ProcMap.size(), 5U) << "and its samples are not those of the vanished";
 }
 
+TEST(ProcInfo, ReadsOneProcessBehindAPass)
+{
+    const CTestHost host("linux-6.1/t0");
+    ST_PROC proc;
+    proc.fMGetProc(0);
+    host.fMove("linux-6.1/t1");
+    proc_s work = {};
+    const auto one = std::make_unique<_ST_PROC>();
+    EXPECT_EQ(proc.fMReadProcTable(300, &work, one.get(), 1000000, 10000, 1), 0) << "hidden";
+    ASSERT_EQ(proc.fMReadProcTable(1, &work, one.get(), 1000000, 10000, 1), 1);
+    EXPECT_EQ(std::tuple(std::string(one->l_strPname), std::string(one->l_strFName), one->l_dPCPU,
+                         one->l_dIOByteRate, one->l_nIsUpNow),
+              std::tuple("/sbin/init --deep", "systemd", 1000.0F, 100.0, 1));
+    EXPECT_STREQ(one->l_strCTime, "00:17:20");
+    EXPECT_STREQ(one->l_strStart, CSSUtil().fGetLocalTime(proc.m_tTime - 12345 + 2));
+    EXPECT_EQ(std::tuple(std::string(work.cmd), work.tty, work.min_flt, work.drs, work.io_write),
+              std::tuple("systemd", -1, 100U, 4700, 2097152U))
+        << "the work record is whole";
+}
+
 TEST(ProcInfo, LayoutsByTheTwoFlags)
 {
     const CTestHost host("linux-6.1/t0");
