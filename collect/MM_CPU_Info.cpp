@@ -317,10 +317,8 @@ void CMM_CPU_Info::fAppendCpu(CTextTable& table, int slot)
 const char* fgParseCpuLine(const char* line, int kernelMinor, unsigned long long (&counters)[CPU_VALUES])
 {
     const ST_CPU_LAYOUT& layout = kernelMinor >= 5 ? LAYOUT_FIVE : LAYOUT_FOUR;
-    const char* cursor = line;
-    while (*cursor != '\0' && *cursor != ' ' && *cursor != '\n')
-        cursor++;
-    CNumberScan scan(cursor);
+    CNumberScan scan(line);
+    scan.fWord(); // "cpu3"
     for (int column = 0; column < layout.l_nColumns; column++) {
         unsigned long value = 0; // also where the line has no more
         scan.fUnsigned(value);

@@ -307,11 +307,10 @@ char* CMM_PROC_Info::fMGetProc(int)
     m_tTime = time(nullptr);
     fReadUpTime();
     if (proc == nullptr || m_pstrProcessInfo == nullptr) return nullptr;
-    fgLog(LOG_PROC, LOG_NORMAL, m_strLogMsg, "MinorNum[%d]GtrProcType[%d]GtrJavaProc[%d]", fMLinux_Minor(),
-          g_nGetProcessType, g_nGetProcessJAVA);
-
     const std::unique_ptr<ST_PASS> pass(new (std::nothrow) ST_PASS(m_pstrProcessInfo, m_nProcessInfoBufSize));
     if (pass == nullptr) return nullptr;
+    fgLog(LOG_PROC, LOG_NORMAL, m_strLogMsg, "MinorNum[%d]GtrProcType[%d]GtrJavaProc[%d]", fMLinux_Minor(),
+          g_nGetProcessType, g_nGetProcessJAVA);
     pass->l_nLayout = fgProcLayout(g_nExecedFileNameFlag, g_nProcExtendFlag);
     pass->l_dElapsed = elapsed;
     pass->l_ulTotalMemory = totalMemory;

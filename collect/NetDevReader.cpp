@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 #include <span>
+#include <stdio_ext.h>
 #include <string_view>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -100,6 +101,7 @@ int CNetDevReader::fInit() const
         fgTraceNetwork("4.6(NWT) fopen failed [%s]\n", errno);
         return -1;
     }
+    __fsetlocking(m_rTable, FSETLOCKING_BYCALLER);
     setvbuf(m_rTable, m_rBuffer, _IOFBF, sizeof(m_rBuffer)); // its own would be a quarter of a page
     char columns[512] = "";
     for (int line = 0; line < 2; line++)

@@ -14,7 +14,7 @@ ST_SSNODE_T* fNewNode(const void* element, int size)
 {
     if (size < 0) return nullptr;
     const auto bytes = static_cast<size_t>(size);
-    auto* node = static_cast<ST_SSNODE_T*>(calloc(1, sizeof(ST_SSNODE_T) + bytes));
+    auto* node = static_cast<ST_SSNODE_T*>(malloc(sizeof(ST_SSNODE_T) + bytes));
     if (node != nullptr && bytes > 0) memcpy(node + 1, element, bytes);
     return node;
 }
