@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "lib/FixedText.h"
+#include "lib/NumberText.h"
 
 void fgSetSeparators(char (&split)[2][4], char (&push)[2][4])
 {
@@ -88,8 +89,11 @@ void CTextTable::fCommit(const char* end)
 
 void fgAppendHeader(CTextTable& table, std::string_view header)
 {
+    if (!table.fReserve(2 * header.size() + 1)) return; // a separator is a byte longer than its "%s"
+    char* end = table.fEnd();
     for (size_t at = 0; (at = header.find("%s")) != std::string_view::npos; header.remove_prefix(at + 2)) {
-        table.fAppendText(header.substr(0, at));
-        table.fAppendText(SEPARATOR_FIELD);
+        end = fgPutText(end, header.substr(0, at));
+        end = fgPutText(end, SEPARATOR_FIELD);
     }
+    table.fCommit(end);
 }
