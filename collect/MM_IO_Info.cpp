@@ -311,8 +311,7 @@ void CMM_IO_Info::fBeginRows(ST_PASS& pass)
     m_nDiskTAQCnt = 0;
     CTextTable& table = pass.l_clTable.emplace(m_pStrDiskTAQ, m_nDiskTAQSize, fGrowByTwiceUsed);
     if (pass.l_bPush)
-        table.fAppend(PUSH_START_DISK, g_ptrAgentKey == nullptr ? "" : g_ptrAgentKey, m_strPushSplit[0],
-                      PUSH_CODE_DISK, m_strPushSplit[1]);
+        table.fAppend(PUSH_START_DISK, fgAgentKey(), m_strPushSplit[0], PUSH_CODE_DISK, m_strPushSplit[1]);
     fgAppendHeader(table, HEADER_DISK);
 }
 

@@ -87,8 +87,8 @@ struct ST_DISKALL_LIST
 
 // Operations, kilobytes and busy share per second of each disk; the disks of this host; the disk inventory.
 // Whole disks alone are sampled. With g_nDiskStrType 1 a pass builds a text table, else a list of records.
-// One caller thread per object; a pass blocks on the listing script on kernels 2.2 and 2.4, and on its own
-// pauses in paced text output (g_nDiskWaitFlag above 99).
+// One caller thread per object; a pass blocks on the listing script on kernels 2.2 and 2.4 and for the disks
+// of this host, and on its own pauses in paced text output (g_nDiskWaitFlag above 99).
 class CMM_IO_Info : public CMM_INIT_Info
 {
 public:

@@ -31,7 +31,8 @@ extern COmniLog* g_pclOmniLog;            // the log, or null: nothing is logged
 extern CCmdScheduler* g_pclCCmdScheduler; // runs the inventory commands, or null. Owned by who sets it
 extern char* g_ptrAgentKey;               // first field of push rows; AGENT_KEY_SIZE bytes from malloc
 
-// Filesystem collector: types never reported, types left out of the totals row, and the include list.
+// Filesystem collector: types never reported, types left out of the totals, and the mount points that alone
+// are in a text table.
 extern char g_strExcludeFilesystem[FILESYSTEM_ROWS][FILESYSTEM_ROW_SIZE];
 extern int g_nExcludeFilesystemCnt;
 extern char g_strTotExcludeFilesystem[FILESYSTEM_ROWS][FILESYSTEM_ROW_SIZE];
@@ -40,8 +41,8 @@ extern char g_strIncludeFilesystem[FILESYSTEM_ROWS][FILESYSTEM_ROW_SIZE];
 extern int g_nIncludeFilesystemCnt;
 extern int g_nFsFreeUsedFlag;     // other than 0: usage counts what is reserved for root as free
 extern int g_nNfsStatusCheckFlag; // 1: ask NFS servers before measuring their mounts
-extern int g_nVAGENT_type;        // 1 or more: the row form keeps totals
-extern int g_nFSTokenCount;       // above 0: deepest mount point that is reported
+extern int g_nVAGENT_type;        // 1 or more: text passes sum up totals
+extern int g_nFSTokenCount;       // above 0: most "/" in a mount point of a text table
 extern int g_nFsStatTimeoutSec;   // seconds a mount has to answer, lib/StatfsLimit.h; below 1: no limit
 extern int g_nIPv6Flag;           // 1: the NFS check asks by TCP, IPv6 and IPv4 servers (lib/CheckNfs.h)
 
@@ -56,10 +57,10 @@ extern int g_nProcExtendFlag;     // 1: rows carry session, priority, user/syste
 extern int g_nCpuStrType;         // 1: row output of the CPU collector
 extern int g_nCpuUsedInWIO;       // 1: I/O wait counts as used CPU time
 extern int g_nDiskStrType;        // 1: row output of the disk collector
-extern int g_nDiskMaxGatherCnt;   // most disks gathered; below 1: no limit
+extern int g_nDiskMaxGatherCnt;   // a list ends behind one disk more than that; below 1: no limit
 extern int g_nDiskWaitFlag;       // pacing of the disk row output
 extern int g_nInterfaceStrType;   // 1: row output of the network collector
-extern int g_nLinuxBandwidthFlag; // 1: discover bandwidth and duplex
+extern int g_nLinuxBandwidthFlag; // 1: bandwidth and duplex by one script; else bandwidth alone, one by one
 extern int g_nNetworkExtGather;   // 1: gather the extension interfaces
 extern int g_nTmpRealTimeGather;  // stored by the program, read by nobody here
 extern int g_lBandWidthSet;       // stored by the program, read by nobody here

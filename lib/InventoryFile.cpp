@@ -71,8 +71,8 @@ bool fgReadInventory(const char* path, RECORD_TEST test, const char* key, const 
 
 std::string_view fgInventoryTable(std::string_view record)
 {
-    const size_t bar = record.find('|');
-    return bar == std::string_view::npos ? std::string_view() : record.substr(bar + 1);
+    const size_t table = record.find_first_not_of('|', record.find('|'));
+    return table == std::string_view::npos ? std::string_view() : record.substr(table);
 }
 
 bool fgReserveInventory(char*& buffer, int& size, size_t room)

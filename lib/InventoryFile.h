@@ -18,7 +18,8 @@ bool fgHasLowerCase(std::string_view line);
 bool fgReadInventory(const char* path, RECORD_TEST test, const char* key, const ST_LOG_SOURCE& source,
                      char (&scratch)[LOG_SCRATCH_SIZE], std::string& record);
 
-// What follows the first "|" of a record; empty when there is none.
+// What follows the first "|" of a record; several side by side count as one, as for Nstrtok. Empty when there
+// is none.
 std::string_view fgInventoryTable(std::string_view record);
 
 // Grows a buffer from malloc that is smaller than room bytes, or null, to that; its text stays and zeros

@@ -327,9 +327,9 @@ TEST_F(DiskInfo, TextOfManyDisksAndLongNames)
 TEST_F(DiskInfo, ReadsItsInventoryAndSeesItChange)
 {
     const std::string path = m_clTree.fPath("agent/aproc/shell/DiskINVStrInfo.dat");
-    fgWriteFile(path, "12|34\nVELKDISK|/dev/sda|x\nlater\n");
+    fgWriteFile(path, "12|34\nVELKDISK||/dev/sda||x\nlater\n");
     EXPECT_EQ(m_pclIo->fGetDiskINV(), 1);
-    EXPECT_STREQ(m_pclIo->m_pStrDiskINV, "/dev/sda|x");
+    EXPECT_STREQ(m_pclIo->m_pStrDiskINV, "/dev/sda||x");
     for (const char* why : {"the first", "the same"})
         EXPECT_EQ(m_pclIo->fDiskChangeCheck(), 0) << why;
     const std::string large = "VELKDISK|" + std::string(20000, 'd');
