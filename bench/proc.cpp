@@ -1,27 +1,28 @@
-// The process pass against a bare reader of the same files and against the same pass on libproc2. The program
-// starts its own sleeping processes and ends them by their ids. Usage: hostmetrics_bench_proc [SIZE...]
+// The process pass, opening its files or with kept ones, against a bare reader of the same files and against
+// other readers of the process table. The program starts its own sleeping processes and ends them by their
+// ids. Usage: hostmetrics_bench_proc [SIZE...]
 
-#include <charconv>
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <memory>
+#include <set>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
-#ifdef HOSTMETRICS_WITH_LIBPROC2
-#include <libproc2/pids.h>
-#endif
-
 #include "bench/Contest.h"
 #include "bench/Population.h"
+#include "bench/ProcPeers.h"
 #include "collect/MM_PROC_Info.h"
 #include "driver/RunConfig.h"
-#include "lib/FixedText.h"
 #include "lib/Owners.h"
-#include "lib/TextTable.h"
 
 namespace
 {
@@ -30,7 +31,12 @@ namespace
 constexpr int ROUNDS = 45;
 constexpr int READS_PER_ROUND = 4000; // processes that a contender reads in a round, in several passes
 constexpr int MOST_PROCESSES = 20000;
-constexpr int KEPT_MOST = 1 << 20; // descriptors; half of the limit is less
+constexpr int KEPT_MOST = 1 << 20;   // descriptors; no more than half of the limit are taken
+constexpr double MEMORY_MOST = 1536; // bytes
+constexpr int PAUSED_SIZE = 2000;
+constexpr int PAUSED_ROUNDS = 15;
+constexpr std::chrono::milliseconds PAUSE(200);
+constexpr size_t PAUSE_BYTES = 64 << 20; // more than the caches hold
 
 // The floor: the files of every process opened, read and closed, and nothing done with them.
 class CBareReader
@@ -74,125 +80,152 @@ private:
     char m_strText[PROC_NAME_SIZE];
 };
 
-#ifdef HOSTMETRICS_WITH_LIBPROC2
-// The same rows out of libproc2, without rates: it fetches the same files, and the rows are written by the
-// fastest writer at hand.
-class CProc2Reader
+// Takes as many descriptors as half of the limit allows.
+int fRunKept(CMM_PROC_Info& collector)
+{
+    const int before = std::exchange(g_nProcKeepFdMax, KEPT_MOST);
+    collector.fMGetProc(0);
+    g_nProcKeepFdMax = before;
+    return collector.fMGetNProcs();
+}
+
+// Raises the soft limit of open files to the hard one. Returns of how many processes the files can be kept.
+int fRaiseLimit(FILE* out)
+{
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t kept = std::min<rlim_t>(limit.rlim_cur / 2, KEPT_MOST);
+    const int processes = static_cast<int>(kept / PROC_FILE_STATUS);
+    fprintf(out, "hard limit of %llu open files: %llu descriptors may be kept, those of %d processes\n",
+            static_cast<unsigned long long>(limit.rlim_max), static_cast<unsigned long long>(kept),
+            processes);
+    return processes;
+}
+
+class CProcBench
 {
 public:
-    CProc2Reader() { procps_pids_new(&m_pstInfo, ITEMS, std::size(ITEMS)); }
-    ~CProc2Reader()
-    {
-        procps_pids_unref(&m_pstInfo);
-        free(m_pstrText);
-    }
-    CProc2Reader(const CProc2Reader&) = delete;
-    CProc2Reader& operator=(const CProc2Reader&) = delete;
+    CProcBench(FILE* out, int keepable) : m_pOut(out), m_nKeepable(keepable), m_clPeers(fgProcPeers(out)) {}
 
-    int fRun()
+    void fRun(std::vector<int> sizes)
     {
-        CTextTable table(m_pstrText, m_nSize);
-        const pids_fetch* fetched = procps_pids_reap(m_pstInfo, PIDS_FETCH_TASKS_ONLY);
-        for (int i = 0; i < fetched->counts->total; i++)
-            fAppend(table, fetched->stacks[i], i + 1);
-        return fetched->counts->total;
+        if (sizes.empty()) sizes = fUsualSizes();
+        for (const int size : sizes) {
+            m_clPopulation.fGrowTo(static_cast<size_t>(size));
+            fContest(size);
+            if (size == PAUSED_SIZE) fContestWithPauses(size);
+        }
+        if (sizes.size() > 1)
+            fCheck("pass, CPU time a process, largest size to smallest", m_dCosts.back() / m_dCosts[0], 1.10);
+        fCheck("pass, bytes kept a process", fKeptBytes(0), MEMORY_MOST);
+        fCheck("pass, kept files, bytes kept a process", fKeptBytes(KEPT_MOST), MEMORY_MOST);
     }
+    int fMissed() const { return m_nMissed; }
 
 private:
-    static inline pids_item ITEMS[] = {
-        PIDS_ID_PID,        PIDS_ID_PPID,       PIDS_ID_SESSION, PIDS_CMD,         PIDS_CMDLINE,
-        PIDS_ID_EUSER,      PIDS_STATE,         PIDS_NICE,       PIDS_PRIORITY,    PIDS_NLWP,
-        PIDS_MEM_VIRT,      PIDS_MEM_RES,       PIDS_TICS_USER,  PIDS_TICS_SYSTEM, PIDS_TICS_BEGAN,
-        PIDS_IO_READ_BYTES, PIDS_IO_WRITE_BYTES};
-
-    void fAppend(CTextTable& table, pids_stack* stack, int index)
+    // One more between them, where the host limits so: all processes together are those that can be kept.
+    std::vector<int> fUsualSizes()
     {
-        const auto* value = stack->head;
-        _ST_PROC& p = *m_pstProcess;
-        p.l_nPid = value[0].result.s_int;
-        p.l_nPPid = value[1].result.s_int;
-        p.l_uPSid = value[2].result.s_int;
-        const std::string_view command = value[4].result.str;
-        *std::copy(command.begin(),
-                   command.begin() + static_cast<long>(std::min(command.size(), PROC_NAME_SIZE - 1)),
-                   p.l_strPname) = '\0';
-        fgCopyText(p.l_strUname, value[5].result.str);
-        p.l_chStatus = value[6].result.s_ch;
-        p.l_nNice = value[7].result.s_int;
-        p.l_nPriority = value[8].result.s_int;
-        p.l_nThreads = value[9].result.s_int;
-        p.l_ulVSZ = value[10].result.ul_int;
-        p.l_ulRSS = value[11].result.ul_int;
-        p.l_nCTime = static_cast<int>(value[12].result.ull_int + value[13].result.ull_int);
-        p.l_nStart = static_cast<int>(value[14].result.ull_int);
-        p.l_dIOByteCom = static_cast<double>(value[15].result.ul_int + value[16].result.ul_int) / 1024.0;
-        table.fReserve(command.size() + TABLE_ROOM);
-        const char* end = fgPutProcRow(m_strRow.get(), PROC_LAYOUT_EXTENDED, index, p);
-        table.fAppendText({m_strRow.get(), end});
+        std::set<int> sizes = {200, 2000, 8000};
+        const int own = m_nKeepable - m_clBare.fRun();
+        if (own > *sizes.begin() && own < *sizes.rbegin()) sizes.insert(own);
+        return {sizes.begin(), sizes.end()};
     }
 
-    pids_info* m_pstInfo = nullptr;
-    char* m_pstrText = fgNewTableBuffer();
-    int m_nSize = TABLE_START_SIZE;
-    std::unique_ptr<_ST_PROC> m_pstProcess = std::make_unique<_ST_PROC>();
-    std::unique_ptr<char[]> m_strRow = std::make_unique<char[]>(PROC_ROW_SIZE);
+    std::vector<ST_CONTENDER> fContenders()
+    {
+        std::vector<ST_CONTENDER> contenders;
+        contenders.push_back({"bare reader", [this] { return m_clBare.fRun(); }});
+        contenders.push_back({"pass", [plain = std::make_shared<CMM_PROC_Info>()] {
+                                  plain->fMGetProc(0);
+                                  return plain->fMGetNProcs();
+                              }});
+        contenders.push_back(
+            {"pass, kept files", [keeper = std::make_shared<CMM_PROC_Info>()] { return fRunKept(*keeper); }});
+        contenders.insert(contenders.end(), m_clPeers.begin(), m_clPeers.end());
+        return contenders;
+    }
+
+    void fContest(int size)
+    {
+        std::vector<ST_CONTENDER> contenders = fContenders();
+        fgRunContest(contenders, ROUNDS, std::max(1, READS_PER_ROUND / m_clBare.fRun()));
+        fReport(contenders, size, "");
+        fCheckContest(contenders, size);
+    }
+
+    // Single passes, behind a while in which others use the caches, as between those of an agent.
+    void fContestWithPauses(int size)
+    {
+        std::vector<ST_CONTENDER> contenders = fContenders();
+        std::erase_if(contenders, [](const ST_CONTENDER& c) { return c.l_bSlow; });
+        std::vector<char> others(PAUSE_BYTES);
+        fgRunContest(contenders, PAUSED_ROUNDS, 1, [&others] {
+            std::fill(others.begin(), others.end(), static_cast<char>(others[0] + 1));
+            std::this_thread::sleep_for(PAUSE);
+        });
+        fReport(contenders, size, "single passes with pauses; ");
+    }
+
+    void fReport(const std::vector<ST_CONTENDER>& contenders, int size, const char* what)
+    {
+        fgPrintContest(
+            m_pOut, contenders,
+            (std::to_string(size) + " processes of our own; " + what + "microseconds a process").c_str());
+        m_nMissed += fgCheckPieces(m_pOut, contenders, size);
+    }
+
+    void fCheckContest(const std::vector<ST_CONTENDER>& contenders, int size)
+    {
+        const ST_CONTENDER& bare = contenders[0];
+        const ST_CONTENDER& pass = contenders[1];
+        const ST_CONTENDER& kept = contenders[2];
+        const ST_CONTENDER* library = fgContender(contenders, "libproc2");
+        fCheck("pass, CPU time to the bare reader's", fgRatio(pass, bare), 1.05);
+        // in clock ticks, so over all rounds together
+        const auto user = [](const ST_COST& c) { return c.l_dUser; };
+        fCheck("pass, user time above the bare reader's, to its CPU time",
+               (fgMeanOf(pass, user) - fgMeanOf(bare, user)) /
+                   fgMeanOf(bare, [](const ST_COST& c) { return c.fCpu(); }),
+               0.04);
+        if (library != nullptr) fCheck("pass, CPU time to libproc2's", fgRatio(pass, *library), 0.95);
+        m_dCosts.push_back(fgMedianOf(pass, [](const ST_COST& c) { return c.fCpu(); }));
+        if (size > m_nKeepable) return;
+        fCheck("pass, kept files, CPU time to the bare reader's", fgRatio(kept, bare), 0.55);
+        if (library != nullptr)
+            fCheck("pass, kept files, CPU time to libproc2's", fgRatio(kept, *library), 0.50);
+    }
+
+    // What a collector holds behind some passes but for its table, in use on the heap.
+    static double fKeptBytes(int keepMost)
+    {
+        const auto used = [] {
+            const struct mallinfo2 heap = mallinfo2();
+            return static_cast<double>(heap.uordblks + heap.hblkhd);
+        };
+        const double before = used();
+        const auto collector = std::make_unique<CMM_PROC_Info>();
+        for (int i = 0; i < 3; i++)
+            keepMost > 0 ? fRunKept(*collector) : (collector->fMGetProc(0), 0);
+        const double table = static_cast<double>(malloc_usable_size(collector->fGetProcInfo()));
+        return (used() - before - table) / collector->fMGetNProcs();
+    }
+
+    void fCheck(const char* what, double value, double limit)
+    {
+        m_nMissed += fgCheckFigure(m_pOut, what, value, limit) ? 0 : 1;
+    }
+
+    FILE* m_pOut;
+    int m_nKeepable;
+    int m_nMissed = 0;
+    std::vector<double> m_dCosts; // of the pass, microseconds a process, by size
+    CBareReader m_clBare;
+    std::vector<ST_CONTENDER> m_clPeers;
+    CPopulation m_clPopulation;
 };
-#endif
-
-double fMean(const ST_CONTENDER& contender, const std::function<double(const ST_COST&)>& figure)
-{
-    double sum = 0;
-    for (const ST_COST& cost : contender.l_stRounds)
-        sum += figure(cost);
-    return sum / static_cast<double>(contender.l_stRounds.size());
-}
-
-// Contests at one size; returns the pass's CPU time a process, and counts the figures that were missed.
-double fRunSize(FILE* out, int size, int& missed)
-{
-    CBareReader bare;
-    CMM_PROC_Info collector;
-    std::vector<ST_CONTENDER> contenders;
-    contenders.push_back({"bare reader", [&] { return bare.fRun(); }});
-    contenders.push_back({"pass", [&] {
-                              collector.fMGetProc(0);
-                              return collector.fMGetNProcs();
-                          }});
-    CMM_PROC_Info keeper;
-    contenders.push_back({"pass, kept files", [&] {
-                              const int before = std::exchange(g_nProcKeepFdMax, KEPT_MOST);
-                              keeper.fMGetProc(0);
-                              g_nProcKeepFdMax = before;
-                              return keeper.fMGetNProcs();
-                          }});
-#ifdef HOSTMETRICS_WITH_LIBPROC2
-    CProc2Reader library;
-    contenders.push_back({"libproc2", [&] { return library.fRun(); }});
-#endif
-    fgRunContest(contenders, ROUNDS, std::max(1, READS_PER_ROUND / size));
-    fgPrintContest(out, contenders,
-                   (std::to_string(size) + " processes of our own; microseconds a process").c_str());
-
-    const ST_CONTENDER& pass = contenders[1];
-    // The kernel counts user time in clock ticks, of which a round has few: over all rounds together.
-    const double ownUser = fMean(pass, [](const ST_COST& c) { return c.l_dUser; }) -
-                           fMean(contenders[0], [](const ST_COST& c) { return c.l_dUser; });
-    const double bareCpu = fMean(contenders[0], [](const ST_COST& c) { return c.fCpu(); });
-    missed +=
-        fgCheckFigure(out, "pass, CPU time to the bare reader's", fgRatio(pass, contenders[0]), 1.05) ? 0 : 1;
-    missed += fgCheckFigure(out, "pass, user time above the bare reader's, to its CPU time",
-                            ownUser / bareCpu, 0.04)
-                  ? 0
-                  : 1;
-#ifdef HOSTMETRICS_WITH_LIBPROC2
-    missed += fgCheckFigure(out, "pass, CPU time to libproc2's", fgRatio(pass, contenders[3]), 0.95) ? 0 : 1;
-#else
-    fprintf(out, "libproc2 is not installed: no comparison with it\n");
-#endif
-    for (const ST_CONTENDER& contender : contenders)
-        if (contender.l_nPieces < size) missed++;
-    return fgMedianOf(pass, [](const ST_COST& c) { return c.fCpu(); });
-}
 } // namespace
 
 int main(int argc, char** argv)
@@ -200,31 +233,20 @@ int main(int argc, char** argv)
     std::vector<int> sizes;
     for (int i = 1; i < argc; i++)
         sizes.push_back(static_cast<int>(strtol(argv[i], nullptr, 10)));
-    if (sizes.empty()) sizes = {200, 2000, 8000};
     for (const int size : sizes)
         if (size < 1 || size > MOST_PROCESSES) {
             fprintf(stderr, "hostmetrics_bench_proc takes sizes from 1 to %d\n", MOST_PROCESSES);
             return 2;
         }
+    std::sort(sizes.begin(), sizes.end());
 
     // The pass prints a line for each process; the report goes to what was standard output.
-    const COwnedStream out(fdopen(dup(STDOUT_FILENO), "w"));
+    const COwnedStream out(fdopen(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0), "w"));
     if (out == nullptr || freopen("/dev/null", "w", stdout) == nullptr) return 1;
     setlinebuf(out.get());
     fgInitRunConfig();
     fgPrintMachine(out.get());
-
-    int missed = 0;
-    CPopulation population;
-    std::vector<double> costs;
-    for (const int size : sizes) {
-        population.fGrowTo(size);
-        costs.push_back(fRunSize(out.get(), size, missed));
-    }
-    if (sizes.size() > 1)
-        missed += fgCheckFigure(out.get(), "pass, CPU time a process, largest size to smallest",
-                                costs.back() / costs[0], 1.10)
-                      ? 0
-                      : 1;
-    return missed == 0 ? 0 : 1;
+    CProcBench bench(out.get(), fRaiseLimit(out.get()));
+    bench.fRun(sizes);
+    return bench.fMissed() == 0 ? 0 : 1;
 }

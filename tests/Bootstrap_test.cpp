@@ -28,7 +28,7 @@ const ST_MACHINE MACHINES[] = {
     {"several groups", " g++ cmake ninja-build nlohmann-json3-dev pkgconf rpcbind e2fsprogs file ",
      "dpkg-query apt-get", "0", "", "build test bench", 0,
      "apt-get update\napt-get install libtirpc-dev libgtest-dev iproute2 dpkg-dev libbenchmark-dev "
-     "libproc2-dev\n",
+     "libproc2-dev libstatgrab-dev python3-psutil procps sysstat atop\n",
      "installing libtirpc-dev libgtest-dev"},
     {"a user with sudo", " g++ cmake libtirpc-dev nlohmann-json3-dev pkgconf ", "dpkg-query apt-get sudo",
      "1000", "", "", 0, "sudo\napt-get update\nsudo\napt-get install ninja-build\n",
