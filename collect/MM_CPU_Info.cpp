@@ -8,7 +8,6 @@
 
 #include "driver/RunConfig.h"
 #include "lib/FixedText.h"
-#include "lib/HostFile.h"
 #include "lib/InventoryFile.h"
 #include "lib/RowWriter.h"
 #include "lib/ScriptOutput.h"
@@ -260,7 +259,7 @@ void CMM_CPU_Info::fClearSample()
 
 bool CMM_CPU_Info::fReadStat()
 {
-    return m_pstrStat != nullptr && fgReadHostFile("/proc/stat", m_pstrStat, STAT_SIZE) > 0;
+    return m_pstrStat != nullptr && m_clStat.fRead(m_pstrStat, STAT_SIZE) > 0;
 }
 
 // The line of the total in a fresh text of /proc/stat.

@@ -5,6 +5,7 @@
 
 #include "collect/MM_INIT_Info.h"
 #include "collect/SSUtil.h"
+#include "lib/HostFile.h"
 #include "lib/LogGate.h"
 
 // Slots of the CPU arrays: 0 is the whole machine, 1 to 512 are the per-CPU lines of /proc/stat in their
@@ -123,6 +124,7 @@ private:
     bool fAppendTotal(class CTextTable& table);
     void fAppendCpu(class CTextTable& table, int slot);
 
+    CHostFile m_clStat{"/proc/stat"};
     char* m_pstrStat;     // text of /proc/stat, 64 KiB
     int m_nSlotsUsed = 0; // slots of m_pnCPU that a sample filled since they were cleared
 };

@@ -202,7 +202,8 @@ bool CMM_IO_Info::fReadTable()
 bool CMM_IO_Info::fSampleStat(ST_PASS& pass)
 {
     CStatDisks values;
-    if (!fReadTable() || !m_clText.fRead("/proc/stat") || !values.fFind(m_clText.fGet())) return false;
+    CHostFile stat("/proc/stat");
+    if (!fReadTable() || !m_clText.fRead(stat) || !values.fFind(m_clText.fGet())) return false;
     fBeginOld(pass);
     bool more = true;
     for (int i = 0; more && i < m_nDevNameCount; i++) {
@@ -215,7 +216,8 @@ bool CMM_IO_Info::fSampleStat(ST_PASS& pass)
 
 bool CMM_IO_Info::fSamplePartitions(ST_PASS& pass)
 {
-    if (!fReadTable() || !m_clText.fRead("/proc/partitions")) return false;
+    CHostFile partitions("/proc/partitions");
+    if (!fReadTable() || !m_clText.fRead(partitions)) return false;
     fBeginOld(pass);
     bool more = true;
     while (const char* text = more ? m_clText.fNextLine() : nullptr) {
@@ -230,7 +232,7 @@ bool CMM_IO_Info::fSamplePartitions(ST_PASS& pass)
 
 bool CMM_IO_Info::fSampleDiskstats(ST_PASS& pass)
 {
-    if (!m_clText.fRead("/proc/diskstats")) return false;
+    if (!m_clText.fRead(m_clDiskstats)) return false;
     fBeginRows(pass);
     if (!pass.l_bRows) m_clOld.fBegin(*m_pclList_Old);
     pass.l_bDelivers = !pass.l_bRows || m_nInsertFirst != 0; // rows need samples to measure against

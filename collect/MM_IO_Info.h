@@ -218,6 +218,7 @@ private:
     bool fReadRecord(std::string& record);
     bool fTellSize(int size, const std::string& record);
 
+    CHostFile m_clDiskstats{"/proc/diskstats"};
     CHostText m_clText;                                  // the counter file of the pass
     std::unordered_map<std::string, int> m_clTableIndex; // entry of the device-name table by path
     CSampleIndex<_ST_COMPUTE_IO, &_ST_COMPUTE_IO::l_strDEVname> m_clOld; // of m_pclList_Old

@@ -1,6 +1,5 @@
 #include "collect/MM_LA_Info.h"
 
-#include "lib/HostFile.h"
 #include "lib/NumberText.h"
 
 namespace
@@ -25,7 +24,7 @@ CMM_LA_Info::~CMM_LA_Info()
 double* CMM_LA_Info::fMGetLoadAvg()
 {
     char text[LOADAVG_SIZE];
-    if (fgReadHostFile("/proc/loadavg", text, sizeof(text)) < 1) return nullptr;
+    if (m_clLoadavg.fRead(text, sizeof(text)) < 1) return nullptr;
     return fgParseLoadAverages(text, m_pdLoadAvg) ? m_pdLoadAvg : nullptr;
 }
 

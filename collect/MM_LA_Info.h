@@ -2,6 +2,7 @@
 
 #include "collect/MM_INIT_Info.h"
 #include "collect/SSUtil.h"
+#include "lib/HostFile.h"
 
 constexpr int LOAD_AVERAGES = 3; // over 1, 5 and 15 minutes, in this order
 
@@ -24,6 +25,9 @@ public:
 
     CSSUtil* m_pclUtil;
     double m_pdLoadAvg[LOAD_AVERAGES];
+
+private:
+    CHostFile m_clLoadavg{"/proc/loadavg"};
 };
 
 // Takes the averages of "0.05 0.10 0.15 1/80 1234": six whole numbers, since the kernel always prints two

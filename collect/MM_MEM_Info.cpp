@@ -69,8 +69,7 @@ CMM_MEM_Info* CMM_MEM_Info::fMGetMem()
 {
     char text[FILE_SIZE];
     ST_MEM_TEXT mem;
-    if (fgReadHostFile("/proc/meminfo", text, sizeof(text)) <= 0 || !fgParseMemInfo(text, mem))
-        return nullptr;
+    if (m_clMeminfo.fRead(text, sizeof(text)) <= 0 || !fgParseMemInfo(text, mem)) return nullptr;
     fStoreMemory(mem);
     return this;
 }
@@ -79,8 +78,7 @@ unsigned long* CMM_MEM_Info::fMGetSwap()
 {
     char meminfo[FILE_SIZE];
     char stat[FILE_SIZE];
-    if (fgReadHostFile("/proc/meminfo", meminfo, sizeof(meminfo)) <= 0 ||
-        fgReadHostFile("/proc/stat", stat, sizeof(stat)) <= 0)
+    if (m_clMeminfo.fRead(meminfo, sizeof(meminfo)) <= 0 || m_clStat.fRead(stat, sizeof(stat)) <= 0)
         return nullptr;
     if (strstr(meminfo, "Swap:") == nullptr) return fTakeSwap(meminfo);
     return fgParseOldSwap(meminfo, stat, m_pulSWP) ? m_pulSWP : nullptr;
@@ -89,7 +87,7 @@ unsigned long* CMM_MEM_Info::fMGetSwap()
 unsigned long* CMM_MEM_Info::fMGetSwap_k2_6()
 {
     char meminfo[FILE_SIZE];
-    return fgReadHostFile("/proc/meminfo", meminfo, sizeof(meminfo)) <= 0 ? nullptr : fTakeSwap(meminfo);
+    return m_clMeminfo.fRead(meminfo, sizeof(meminfo)) <= 0 ? nullptr : fTakeSwap(meminfo);
 }
 
 unsigned long CMM_MEM_Info::fMGetTotMem()
@@ -209,7 +207,7 @@ unsigned long CMM_MEM_Info::fAvailable(const ST_MEM_TEXT& mem, unsigned long fre
 unsigned long* CMM_MEM_Info::fTakeSwap(const char* meminfo)
 {
     char vmstat[FILE_SIZE];
-    if (fgReadHostFile("/proc/vmstat", vmstat, sizeof(vmstat)) <= 0) return nullptr;
+    if (m_clVmstat.fRead(vmstat, sizeof(vmstat)) <= 0) return nullptr;
     return fgParseSwap(meminfo, vmstat, m_pulSWP) ? m_pulSWP : nullptr;
 }
 

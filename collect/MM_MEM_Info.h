@@ -4,6 +4,7 @@
 
 #include "collect/MM_INIT_Info.h"
 #include "collect/SSUtil.h"
+#include "lib/HostFile.h"
 
 // Slots of the memory array, kilobytes.
 enum MEM_VALUE
@@ -111,6 +112,10 @@ private:
     unsigned long fAvailable(const ST_MEM_TEXT& mem, unsigned long free);
     unsigned long* fTakeSwap(const char* meminfo);
     void fWritePush(float usedPercent, float cachedPercent);
+
+    CHostFile m_clMeminfo{"/proc/meminfo"};
+    CHostFile m_clStat{"/proc/stat"};
+    CHostFile m_clVmstat{"/proc/vmstat"};
 };
 
 // Lines of /proc/meminfo, kilobytes; those that a kernel may lack have no value then.

@@ -110,7 +110,7 @@ int CMM_VM_Info::fMGetRunque(long* raw)
 {
     char text[LOADAVG_SIZE];
     int queue = 0;
-    if (fgReadHostFile("/proc/loadavg", text, sizeof(text)) < 1 || !fgParseRunQueue(text, queue)) return 0;
+    if (m_clLoadavg.fRead(text, sizeof(text)) < 1 || !fgParseRunQueue(text, queue)) return 0;
     raw[VM_RUN_QUEUE] = queue;
     return 1;
 }
@@ -172,7 +172,7 @@ bool CMM_VM_Info::fReadStat()
     if (m_pstrStat == nullptr) return false;
     ssize_t length = 0;
     do
-        length = fgReadHostFile("/proc/stat", m_pstrStat.get(), static_cast<size_t>(m_nStatSize));
+        length = m_clStat.fRead(m_pstrStat.get(), static_cast<size_t>(m_nStatSize));
     while (length == m_nStatSize - 1 && fGrowStat());
     return length > 0;
 }
@@ -191,7 +191,7 @@ bool CMM_VM_Info::fGrowStat()
 int CMM_VM_Info::fTakeVmstat(long* raw)
 {
     char vmstat[VMSTAT_SIZE];
-    if (fgReadHostFile("/proc/vmstat", vmstat, sizeof(vmstat)) <= 0) return 0;
+    if (m_clVmstat.fRead(vmstat, sizeof(vmstat)) <= 0) return 0;
     return fgParseVmStat(vmstat, m_pstrStat.get(), getpagesize(), raw) ? 1 : 0;
 }
 

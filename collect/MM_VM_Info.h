@@ -4,6 +4,7 @@
 
 #include "collect/MM_INIT_Info.h"
 #include "collect/SSUtil.h"
+#include "lib/HostFile.h"
 #include "lib/Owners.h"
 
 // Slots of the VM arrays; counters are since boot, results are per second. The slots between stay 0.
@@ -77,6 +78,9 @@ private:
     unsigned long fReadFaults(const char* pid);
     void fWritePush();
 
+    CHostFile m_clStat{"/proc/stat"};
+    CHostFile m_clVmstat{"/proc/vmstat"};
+    CHostFile m_clLoadavg{"/proc/loadavg"};
     COwnedText m_pstrStat; // text of /proc/stat
     int m_nStatSize;       // bytes of its buffer
 };

@@ -3,6 +3,10 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
 
 namespace
 {
@@ -46,20 +50,68 @@ ssize_t fgReadFile(const char* path, char* text, size_t size)
     return length;
 }
 
+ssize_t CHostFile::fRead(char* text, size_t size)
+{
+    if (!fOpen()) return -1;
+    const ssize_t length = fReadAt(text, size - 1, 0);
+    if (length >= 0) text[length] = '\0';
+    fClose();
+    return length;
+}
+
+bool CHostFile::fOpen()
+{
+    if (m_bKept && g_strHostRoot[0] == '\0' && fIsOurs()) return true;
+    fForget();
+    m_nFd = open(CHostPath(m_pstrPath).fGet(), O_RDONLY | O_CLOEXEC);
+    struct statfs system = {};
+    struct stat file = {};
+    if (m_nFd < 0 || g_strHostRoot[0] != '\0' || fstatfs(m_nFd, &system) != 0 ||
+        system.f_type != PROC_SUPER_MAGIC || fstat(m_nFd, &file) != 0)
+        return m_nFd >= 0;
+    m_bKept = true;
+    m_ulDevice = file.st_dev;
+    m_ulInode = file.st_ino;
+    return true;
+}
+
+ssize_t CHostFile::fReadAt(char* to, size_t size, size_t offset) const
+{
+    return pread(m_nFd, to, size, static_cast<off_t>(offset));
+}
+
+void CHostFile::fClose()
+{
+    if (!m_bKept) fForget();
+}
+
+bool CHostFile::fIsOurs() const
+{
+    struct stat file = {};
+    return fstat(m_nFd, &file) == 0 && file.st_dev == m_ulDevice && file.st_ino == m_ulInode;
+}
+
+void CHostFile::fForget()
+{
+    if (m_nFd >= 0 && (!m_bKept || fIsOurs())) close(m_nFd);
+    m_nFd = -1;
+    m_bKept = false;
+}
+
 CHostText::CHostText() : m_clText(TEXT_START_SIZE) {}
 
-bool CHostText::fRead(const char* path)
+bool CHostText::fRead(CHostFile& file)
 {
     m_nLength = m_nAt = 0;
     m_clText[0] = '\0';
-    const CDescriptor file = fgOpenHostFile(path);
-    if (!file) return false;
+    if (!file.fOpen()) return false;
     ssize_t taken = 0;
     size_t length = 0;
-    while ((taken = read(file.fGet(), m_clText.data() + length, m_clText.size() - 1 - length)) > 0) {
+    while ((taken = file.fReadAt(m_clText.data() + length, m_clText.size() - 1 - length, length)) > 0) {
         length += static_cast<size_t>(taken);
         if (length + 1 == m_clText.size()) m_clText.resize(2 * m_clText.size());
     }
+    file.fClose();
     if (taken == 0) m_nLength = length;
     m_clText[m_nLength] = '\0';
     return taken == 0;

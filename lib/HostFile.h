@@ -38,6 +38,38 @@ ssize_t fgReadHostFile(const char* path, char* text, size_t size);
 // The same for a path that CHostPath has already turned into the one to open.
 ssize_t fgReadFile(const char* path, char* text, size_t size);
 
+// A file of the host that is read again and again, such as /proc/stat. One of the kernel's own (procfs) stays
+// open from one read to the next, since opening and closing it costs as much as what the kernel writes into a
+// small one; each read is fresh all the same. Every other file, and all below a host root, are opened for
+// each read: by then another file may have that name. The descriptor is close-on-exec.
+class CHostFile
+{
+public:
+    explicit CHostFile(const char* path) : m_pstrPath(path) {} // the text outlives the object
+    ~CHostFile() { fForget(); }
+    CHostFile(const CHostFile&) = delete;
+    CHostFile& operator=(const CHostFile&) = delete;
+
+    // As fgReadHostFile.
+    ssize_t fRead(char* text, size_t size);
+
+    // For what takes several reads: opens the file, false with errno set; reads at most size bytes from an
+    // offset, -1 on failure; ends the reading.
+    bool fOpen();
+    ssize_t fReadAt(char* to, size_t size, size_t offset) const;
+    void fClose();
+
+private:
+    bool fIsOurs() const;
+    void fForget();
+
+    const char* m_pstrPath;
+    int m_nFd = -1;
+    bool m_bKept = false;
+    dev_t m_ulDevice = 0; // of what is kept open: who closes all descriptors gives its number to another file
+    ino_t m_ulInode = 0;
+};
+
 // A whole file of the host, whatever its length. The memory is kept from one file to the next.
 class CHostText
 {
@@ -46,7 +78,7 @@ public:
 
     // Reads the file to its end; the kernel gives its tables in pieces of a page, whatever is asked for. On
     // false, with errno set, it cannot be opened or read, and the text is empty.
-    bool fRead(const char* path);
+    bool fRead(CHostFile& file);
 
     // The text, terminated, never null; valid until the next fRead.
     const char* fGet() const { return m_clText.data(); }
