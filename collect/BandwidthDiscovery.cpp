@@ -84,7 +84,7 @@ void fMeasure(const char* ifname, const char* device, CBandwidthList& list, CScr
     if (!fNextLine(file, line)) return;
     const int kilobits = fgKilobits(line);
     fgLog(LOG_NETWORK, LOG_NORMAL, scratch, "Bandwidth success[%s][%d]KB", ifname, kilobits);
-    list.fAddLinkedList(ifname, kilobits, DUPLEX_FULL);
+    list.fAddLinkedList(ifname, kilobits, DUPLEX_CODE_FULL);
 }
 } // namespace
 
@@ -159,7 +159,7 @@ bool fgParseBandwidth(const char* line, _ST_BANDWIDTH_LIST& found)
     if (blank == nullptr) return false;
     fgCopyText(found.m_strIFName, std::string_view(line, static_cast<size_t>(blank - line)));
     found.m_lBandwidth = strtol(blank, nullptr, 10);
-    found.m_nDuplex = DUPLEX_FULL;
+    found.m_nDuplex = DUPLEX_CODE_FULL;
     return true;
 }
 

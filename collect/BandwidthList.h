@@ -5,10 +5,11 @@
 #include "collect/NamedList.h"
 #include "lib/LogGate.h"
 
-// Duplex codes. Any other value than half is reckoned as full where rates are computed.
-constexpr int DUPLEX_UNKNOWN = 0;
-constexpr int DUPLEX_FULL = 1;
-constexpr int DUPLEX_HALF = 2; // both directions share the capacity
+// Duplex codes; not named as the macros of <linux/ethtool.h>, whose values are others. Any other value than
+// half is reckoned as full where rates are computed.
+constexpr int DUPLEX_CODE_UNKNOWN = 0;
+constexpr int DUPLEX_CODE_FULL = 1;
+constexpr int DUPLEX_CODE_HALF = 2; // both directions share the capacity
 
 // What an interface can carry.
 struct _ST_BANDWIDTH_LIST

@@ -3,11 +3,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "driver/RunConfig.h"
 #include "lib/FixedText.h"
+#include "lib/HostFile.h"
 #include "lib/InventoryFile.h"
+#include "lib/RowWriter.h"
 #include "lib/ScriptOutput.h"
 #include "lib/TextTable.h"
 
@@ -53,6 +56,24 @@ float fUsed(const ST_CPU_ROW& row, bool waitIsUsed)
     return waitIsUsed ? 100 - row.l_fIdle : 100 - row.l_fIdle - row.l_fWait;
 }
 
+constexpr size_t CPU_ROW_SIZE = 6 * (NUMBER_TEXT_SIZE + 4); // bytes, at most
+
+// Writes "CPUS", or "CPU" and the number of a slot, and the percentages.
+void fAppendRow(CTextTable& table, int slot, const ST_CPU_ROW& row)
+{
+    char name[INTEGER_TEXT_SIZE + 4];
+    char* end = fgPutText(name, "CPU");
+    end = slot == 0 ? fgPutText(end, "S") : fgPutInteger(end, slot);
+    char text[CPU_ROW_SIZE];
+    CRowWriter writer(text);
+    writer.fOpen();
+    writer.fText({name, static_cast<size_t>(end - name)});
+    for (const float percent : {row.l_fUsed, row.l_fUser, row.l_fSystem, row.l_fWait, row.l_fIdle})
+        writer.fDecimal(static_cast<double>(percent));
+    table.fReserve(TABLE_ROOM);
+    table.fAppendText({text, static_cast<size_t>(writer.fAt() - text)});
+}
+
 bool fIsRecord(std::string_view line)
 {
     return !fgHasLowerCase(line) && line.find(INVENTORY_KEY) != std::string_view::npos;
@@ -90,10 +111,12 @@ unsigned long long* CMM_CPU_Info::fMGetCpu()
     const char* cursor = fSampleTotal();
     if (cursor == nullptr) return nullptr;
     const bool rows = g_nCpuStrType == 1 && m_pStrCpuTAQ != nullptr;
-    CTextTable table(m_pStrCpuTAQ, m_nCpuTAQSize);
-    if (rows) fgAppendHeader(table, HEADER_CPU);
-    if (rows && !fAppendTotal(table)) return nullptr;
-    if (rows) m_nCpuTAQCnt++;
+    std::optional<CTextTable> table;
+    if (rows) {
+        fgAppendHeader(table.emplace(m_pStrCpuTAQ, m_nCpuTAQSize), HEADER_CPU);
+        if (!fAppendTotal(*table)) return nullptr;
+        m_nCpuTAQCnt++;
+    }
     m_nLogicalCpuCnt = 0;
 
     int slot = 1;
@@ -101,8 +124,9 @@ unsigned long long* CMM_CPU_Info::fMGetCpu()
         unsigned long long counters[CPU_VALUES];
         cursor = fgParseCpuLine(cursor, fMLinux_Minor(), counters);
         m_nLogicalCpuCnt++;
+        m_nSlotsUsed++;
         m_pclUtil->fGetCpuPct(CPU_VALUES, m_pnCPU[slot], counters, m_plOldCPU[slot]);
-        if (rows) fAppendCpu(table, slot);
+        if (rows) fAppendCpu(*table, slot);
     }
     if (rows && m_nTAQSkipChk == 0) {
         m_nTAQSkipChk = 1;
@@ -154,9 +178,7 @@ float CMM_CPU_Info::fGetLogicalCpuCnt()
 double* CMM_CPU_Info::fMGetCpuInterrupt(double elapsed)
 {
     long count = 0;
-    if (m_pstrStat == nullptr || m_pclUtil->fFile2Buff("/proc/stat", m_pstrStat, STAT_SIZE) == 0 ||
-        !fgParseInterrupts(m_pstrStat, count))
-        return nullptr;
+    if (!fReadStat() || !fgParseInterrupts(m_pstrStat, count)) return nullptr;
     if (m_plIntr == 0) m_plIntr = count;
     const auto step = static_cast<unsigned long>(count) - static_cast<unsigned long>(m_plIntr);
     m_pdIntr = count < m_plIntr ? 0 : static_cast<double>(step) / elapsed;
@@ -227,17 +249,24 @@ int CMM_CPU_Info::fINVFileRemove()
     return remove(m_strDataPath);
 }
 
+// A sample fills its first slots; the rest is zero already.
 void CMM_CPU_Info::fClearSample()
 {
-    memset(m_pnCPU, 0, sizeof(m_pnCPU));
+    memset(m_pnCPU, 0, static_cast<size_t>(m_nSlotsUsed) * sizeof(m_pnCPU[0]));
+    m_nSlotsUsed = 0;
     m_nCpuTAQCnt = 0;
     m_nNCpu = 0;
+}
+
+bool CMM_CPU_Info::fReadStat()
+{
+    return m_pstrStat != nullptr && fgReadHostFile("/proc/stat", m_pstrStat, STAT_SIZE) > 0;
 }
 
 // The line of the total in a fresh text of /proc/stat.
 const char* CMM_CPU_Info::fReadTotal()
 {
-    if (m_pstrStat == nullptr || m_pclUtil->fFile2Buff("/proc/stat", m_pstrStat, STAT_SIZE) == 0) {
+    if (!fReadStat()) {
         fgLog(LOG_CPU, LOG_ERROR, m_strLogMsg, "/proc/stat buff read failed");
         return nullptr;
     }
@@ -255,6 +284,7 @@ const char* CMM_CPU_Info::fSampleTotal()
     unsigned long long counters[CPU_VALUES];
     const char* end = fgParseCpuLine(line, fMLinux_Minor(), counters);
     m_pclUtil->fGetCpuPct(CPU_VALUES, m_pnCPU[0], counters, m_plOldCPU[0]);
+    m_nSlotsUsed = 1;
     return end;
 }
 
@@ -267,10 +297,7 @@ bool CMM_CPU_Info::fAppendTotal(CTextTable& table)
     }
     row = fLimitRow(row);
     m_fUsed = row.l_fUsed;
-    const char* field = m_strSplit[1];
-    table.fReserve(TABLE_ROOM);
-    table.fAppend(ROW_CPU_TOTAL, m_strSplit[0], field, row.l_fUsed, field, row.l_fUser, field, row.l_fSystem,
-                  field, row.l_fWait, field, row.l_fIdle, field);
+    fAppendRow(table, 0, row);
     return true;
 }
 
@@ -283,11 +310,7 @@ void CMM_CPU_Info::fAppendCpu(CTextTable& table, int slot)
         row.l_fIdle = 100;
         row.l_fUsed = fUsed(row, g_nCpuUsedInWIO == 1);
     }
-    row = fLimitRow(row);
-    const char* field = m_strSplit[1];
-    table.fReserve(TABLE_ROOM);
-    table.fAppend(ROW_CPU, m_strSplit[0], slot, field, row.l_fUsed, field, row.l_fUser, field, row.l_fSystem,
-                  field, row.l_fWait, field, row.l_fIdle, field);
+    fAppendRow(table, slot, fLimitRow(row));
     m_nCpuTAQCnt++;
 }
 
@@ -297,13 +320,14 @@ const char* fgParseCpuLine(const char* line, int kernelMinor, unsigned long long
     const char* cursor = line;
     while (*cursor != '\0' && *cursor != ' ' && *cursor != '\n')
         cursor++;
+    CNumberScan scan(cursor);
     for (int column = 0; column < layout.l_nColumns; column++) {
-        char* end = nullptr;
-        counters[layout.l_anValue[column]] = strtoull(cursor, &end, 10);
-        cursor = end;
+        unsigned long value = 0; // also where the line has no more
+        scan.fUnsigned(value);
+        counters[layout.l_anValue[column]] = value;
     }
     if (layout.l_nColumns < CPU_VALUES) counters[CPU_NICE] = counters[CPU_WAIT];
-    return cursor;
+    return scan.fAt();
 }
 
 bool fgParseInterrupts(const char* stat, long& count)

@@ -23,10 +23,9 @@ enum CPU_VALUE
     CPU_VALUES
 };
 
-// Row output: the header, the row of the machine and a row of each CPU. Percent with two decimals.
+// Row output: the header, then "CPUS" with the percentages of the machine and "CPU1", ... with those of each
+// CPU, two decimals each.
 constexpr char HEADER_CPU[] = "NAME%sUSED%sUSER%sSYSTEM%sIOWAIT%sIDLE%s";
-constexpr char ROW_CPU_TOTAL[] = "%sCPUS%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s";
-constexpr char ROW_CPU[] = "%sCPU%d%s%.2f%s%.2f%s%.2f%s%.2f%s%.2f%s";
 constexpr char PUSH_CODE_CPU[] = "4.3.24.0";
 
 // Shares of CPU time between two samples of /proc/stat, of the machine and of each logical CPU; interrupts
@@ -117,13 +116,15 @@ public:
     int m_nPushCpuCnt;    // rows of the last push sample
 
 private:
+    bool fReadStat();
     const char* fReadTotal();
     void fClearSample();
     const char* fSampleTotal();
     bool fAppendTotal(class CTextTable& table);
     void fAppendCpu(class CTextTable& table, int slot);
 
-    char* m_pstrStat; // text of /proc/stat, 64 KiB
+    char* m_pstrStat;     // text of /proc/stat, 64 KiB
+    int m_nSlotsUsed = 0; // slots of m_pnCPU that a sample filled since they were cleared
 };
 
 // Percentages of one row.

@@ -33,7 +33,11 @@ constexpr char FILE_DATASTORES_SPARE[] = "../aproc/shell/vmware_fs_inv.dat_";
 class CMountTable
 {
 public:
-    CMountTable() : m_pclFile(setmntent(CHostPath(FILE_MOUNTS).fGet(), "r")) {}
+    CMountTable() : m_pclFile(setmntent(CHostPath(FILE_MOUNTS).fGet(), "r"))
+    {
+        // The stream's own buffer would be a quarter of the page that the kernel gives at once.
+        if (m_pclFile != nullptr) setvbuf(m_pclFile, m_strBuffer, _IOFBF, sizeof(m_strBuffer));
+    }
     ~CMountTable() { fClose(); }
     CMountTable& operator=(CMountTable&&) = delete;
     explicit operator bool() const { return m_pclFile != nullptr; }
@@ -51,6 +55,7 @@ private:
     // Two paths of 4096 bytes, all of them octal, and what follows them; a longer line is cut.
     static constexpr size_t LINE_SIZE = 0xC000;
     FILE* m_pclFile;
+    char m_strBuffer[4096];
     mntent m_stMount = {};
     std::unique_ptr<char[]> m_pstrLine = std::make_unique_for_overwrite<char[]>(LINE_SIZE);
 };
@@ -168,9 +173,9 @@ void CMM_FS_Info::fTakeMount(ST_PASS& pass, const mntent& mount)
     struct statfs64 figures = {};
     if (!fMeasure(mount.mnt_dir, figures)) return;
     if (fgSkipsMedia(mount.mnt_dir, mount.mnt_fsname)) return;
+    if (fgFsSize(figures) <= FS_SMALL) return;
     _ST_FS record = {};
     fgSetFsFigures(figures, record);
-    if (record.l_ulTotDskSize <= FS_SMALL) return;
     fgCopyText(record.l_strFSname, mount.mnt_dir);
     fgCopyText(record.l_strDEVname, mount.mnt_fsname);
     fgCopyText(record.l_strFSType, mount.mnt_type);
@@ -244,16 +249,11 @@ bool CMM_FS_Info::fPutRecord(const _ST_FS& record)
 
 bool CMM_FS_Info::fAppendRow(ST_PASS& pass, const _ST_FS& record)
 {
-    const char* field = m_strSplit[1];
+    char text[FS_ROW_SIZE];
+    const char* end = fgPutFsRow(text, pass.l_nCount + 1, record);
     CTextTable& table = *pass.l_clTable;
     table.fReserve(2 * strlen(record.l_strDEVname) + TABLE_ROOM);
-    if (!table.fAppend(ROW_FS, m_strSplit[0], pass.l_nCount + 1, field, record.l_strFSname, field,
-                       record.l_strDEVname, field, record.l_ulTotDskSize, field, record.l_ulUsdDskSize, field,
-                       record.l_ulFreDskSize, field, record.l_dDskUsage, field, record.l_ulAvaDskSize, field,
-                       record.l_ulTotIndSize, field, record.l_ulUsdIndSize, field, record.l_ulFreIndSize,
-                       field, record.l_dIndUsage, field, record.l_ulAvaIndSize, field, record.l_strFSType,
-                       field))
-        return false;
+    if (!table.fAppendText({text, static_cast<size_t>(end - text)})) return false;
     if (g_nVAGENT_type >= 1 && fgCountsInTotals(record.l_strFSType)) fAddTotals(record);
     return true;
 }

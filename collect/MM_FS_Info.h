@@ -5,6 +5,7 @@
 
 #include "collect/MM_INIT_Info.h"
 #include "lib/LogGate.h"
+#include "lib/NumberText.h"
 #include "lib/ObjectBuffer.h"
 
 struct mntent;
@@ -18,7 +19,6 @@ constexpr size_t VMFS_LINE_SIZE = 513;            // bytes read of a line of dat
 constexpr char HEADER_FS[] =
     "INDEX%sFSNAME%sDISKNAME%sTOTSIZE%sUSEDSIZE%sFREESIZE%sUSAGE%sAVAILSIZE%sITOTSIZE%s"
     "IUSEDSIZE%sIFREESIZE%sIUSAGE%sIAVAILSIZE%sFSTYPE%s";
-constexpr char ROW_FS[] = "%s%d%s%s%s%s%s%llu%s%llu%s%llu%s%.2lf%s%llu%s%llu%s%llu%s%llu%s%.2lf%s%llu%s%s%s";
 
 // One filesystem.
 struct _ST_FS
@@ -133,8 +133,15 @@ bool fgCountsInTotals(std::string_view type);
 
 int fgPathDepth(std::string_view path); // how many "/" are in it
 
+// Its size in KB.
+unsigned long long fgFsSize(const struct statfs64& figures);
+
 // The figures of a record, by what statfs64 tells (fs/statfs.c).
 void fgSetFsFigures(const struct statfs64& figures, _ST_FS& record);
+
+// Writes the row of a filesystem of that index; returns the end. to has FS_ROW_SIZE bytes.
+constexpr size_t FS_ROW_SIZE = 3 * FS_NAME_SIZE + 14 * (INTEGER_TEXT_SIZE + 4) + 2 * NUMBER_TEXT_SIZE;
+char* fgPutFsRow(char* to, int index, const _ST_FS& record);
 
 // The datastores of a line of the script: groups of six fields, separated by blanks: device, total, used and
 // available KB, usage percent, name.

@@ -7,6 +7,7 @@
 #include "collect/MM_FS_Info.h"
 #include "driver/RunConfig.h"
 #include "lib/FixedText.h"
+#include "lib/RowWriter.h"
 
 // Which mounts are reported, and their figures.
 
@@ -24,10 +25,19 @@ bool fContains(std::string_view text, std::string_view part)
 // A row is compared up to its terminator, or whole when an agent left it without one.
 bool fIsListed(const char (&rows)[FILESYSTEM_ROWS][FILESYSTEM_ROW_SIZE], int count, std::string_view text)
 {
+    const size_t length = text.size();
+    const char first = text.empty() ? '\0' : text.front();
     const auto* const end = rows + std::clamp(count, 0, FILESYSTEM_ROWS);
-    return std::any_of(rows, end, [text](const char(&row)[FILESYSTEM_ROW_SIZE]) {
-        return text == std::string_view(row, strnlen(row, FILESYSTEM_ROW_SIZE));
-    });
+    return length <= FILESYSTEM_ROW_SIZE &&
+           std::any_of(rows, end, [text, length, first](const char(&row)[FILESYSTEM_ROW_SIZE]) {
+               return row[0] == first && memcmp(row, text.data(), length) == 0 &&
+                      (length == FILESYSTEM_ROW_SIZE || row[length] == '\0');
+           });
+}
+
+float fKbPerBlock(const struct statfs64& figures)
+{
+    return static_cast<float>(figures.f_bsize) * KB_PER_BYTE;
 }
 
 // Blocks in KB, in single precision on purpose: what is stored elsewhere was made so. Above 16 GB the last
@@ -106,10 +116,15 @@ int fgPathDepth(std::string_view path)
     return static_cast<int>(std::count(path.begin(), path.end(), '/'));
 }
 
+unsigned long long fgFsSize(const struct statfs64& figures)
+{
+    return fKilobytes(figures.f_blocks, fKbPerBlock(figures));
+}
+
 void fgSetFsFigures(const struct statfs64& figures, _ST_FS& record)
 {
-    const float kbPerBlock = static_cast<float>(figures.f_bsize) * KB_PER_BYTE;
-    record.l_ulTotDskSize = fKilobytes(figures.f_blocks, kbPerBlock);
+    const float kbPerBlock = fKbPerBlock(figures);
+    record.l_ulTotDskSize = fgFsSize(figures);
     record.l_ulFreDskSize = fKilobytes(figures.f_bfree, kbPerBlock);
     record.l_ulAvaDskSize = fKilobytes(figures.f_bavail, kbPerBlock);
     record.l_ulUsdDskSize = record.l_ulTotDskSize - record.l_ulFreDskSize; // wraps when more is free, kept
@@ -124,6 +139,27 @@ void fgSetFsFigures(const struct statfs64& figures, _ST_FS& record)
     record.l_dDskUsage = record.l_ulTotDskSize == 0 ? 0 : used / (used + rest) * 100;
     const auto inodes = static_cast<double>(record.l_ulTotIndSize);
     record.l_dIndUsage = inodes == 0 ? 0 : static_cast<double>(record.l_ulUsdIndSize) / inodes * 100;
+}
+
+char* fgPutFsRow(char* to, int index, const _ST_FS& record)
+{
+    CRowWriter row(to);
+    row.fOpen();
+    row.fInteger(index);
+    row.fText(record.l_strFSname);
+    row.fText(record.l_strDEVname);
+    row.fInteger(record.l_ulTotDskSize);
+    row.fInteger(record.l_ulUsdDskSize);
+    row.fInteger(record.l_ulFreDskSize);
+    row.fDecimal(record.l_dDskUsage);
+    row.fInteger(record.l_ulAvaDskSize);
+    row.fInteger(record.l_ulTotIndSize);
+    row.fInteger(record.l_ulUsdIndSize);
+    row.fInteger(record.l_ulFreIndSize);
+    row.fDecimal(record.l_dIndUsage);
+    row.fInteger(record.l_ulAvaIndSize);
+    row.fText(record.l_strFSType);
+    return row.fAt();
 }
 
 bool CDatastoreLine::fNext(_ST_FS& record)

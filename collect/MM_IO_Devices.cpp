@@ -23,27 +23,6 @@ constexpr int DISK_MINORS = 16; // minor numbers of a disk and its partitions, a
 // software RAID. A disk whose name merely holds one, such as "sdsr", is left out too, which is kept.
 constexpr std::string_view NOT_DISKS[] = {"dm-", "sddlma", "sr", "md"};
 
-// The statistics columns of a line in their order (block/genhd.c). The one without a place is the number of
-// operations in progress. The narrow ones are cut to 32 bits.
-struct ST_COLUMN
-{
-    unsigned int ST_DISK_LINE::*l_uiNarrow;
-    unsigned long ST_DISK_LINE::*l_ulWide;
-};
-constexpr ST_COLUMN COLUMNS[] = {
-    {&ST_DISK_LINE::l_uiReads, nullptr},
-    {&ST_DISK_LINE::l_uiReadMerges, nullptr},
-    {nullptr, &ST_DISK_LINE::l_ulReadSectors},
-    {&ST_DISK_LINE::l_uiReadTicks, nullptr},
-    {&ST_DISK_LINE::l_uiWrites, nullptr},
-    {&ST_DISK_LINE::l_uiWriteMerges, nullptr},
-    {nullptr, &ST_DISK_LINE::l_ulWriteSectors},
-    {&ST_DISK_LINE::l_uiWriteTicks, nullptr},
-    {nullptr, nullptr},
-    {nullptr, &ST_DISK_LINE::l_ulTicks},
-    {&ST_DISK_LINE::l_uiWeighted, nullptr},
-};
-
 bool fTakeName(CNumberScan& scan, std::string_view& name)
 {
     scan.fSkipBlanks();
@@ -53,31 +32,39 @@ bool fTakeName(CNumberScan& scan, std::string_view& name)
     return true;
 }
 
-// Takes columns until one is none; returns how many values those were.
+// Takes the statistics columns (block/genhd.c) until one is none; returns how many values those were.
 int fTakeColumns(CNumberScan& scan, ST_DISK_LINE& disk)
 {
     int values = 0;
-    for (const ST_COLUMN& column : COLUMNS) {
+    const auto take = [&scan, &values](auto& field) {
         unsigned long value = 0;
-        if (!scan.fUnsigned(value)) break;
-        if (column.l_uiNarrow != nullptr)
-            disk.*column.l_uiNarrow = static_cast<unsigned int>(value);
-        else if (column.l_ulWide != nullptr)
-            disk.*column.l_ulWide = value;
-        else
-            continue;
+        if (!scan.fUnsigned(value)) return false;
+        field = static_cast<std::remove_reference_t<decltype(field)>>(value); // some are cut to 32 bits
         values++;
-    }
+        return true;
+    };
+    // What is passed over is the number of operations in progress.
+    take(disk.l_uiReads) && take(disk.l_uiReadMerges) && take(disk.l_ulReadSectors) &&
+        take(disk.l_uiReadTicks) && take(disk.l_uiWrites) && take(disk.l_uiWriteMerges) &&
+        take(disk.l_ulWriteSectors) && take(disk.l_uiWriteTicks) && scan.fSkip(1) && take(disk.l_ulTicks) &&
+        take(disk.l_uiWeighted);
     return values;
 }
 
-int fParseLine(const char* line, ST_DISK_LINE& disk, bool hasBlocks)
+// NVMe disks take their minor numbers as they come. Their partitions count as well, on purpose.
+bool fIsWholeDisk(const ST_DISK_LINE& disk)
+{
+    return disk.l_nMinor % DISK_MINORS == 0 || disk.l_strName.substr(0, 4) == "nvme";
+}
+
+int fParseLine(const char* line, ST_DISK_LINE& disk, bool hasBlocks, bool onlyDisks = false)
 {
     CNumberScan scan(line);
     long blocks = 0;
     if (!scan.fInt(disk.l_nMajor)) return 0;
     if (!scan.fInt(disk.l_nMinor)) return 1;
     if ((hasBlocks && !scan.fLong(blocks)) || !fTakeName(scan, disk.l_strName)) return 2;
+    if (onlyDisks && !fIsWholeDisk(disk)) return 3;
     return 3 + fTakeColumns(scan, disk);
 }
 } // namespace
@@ -103,7 +90,7 @@ bool CMM_IO_Info::fListDevices(int mode)
         if (mode == 0 && !fAddToInventory(disk)) break;
         if (mode != 0 && !fAddToTable(disk)) return false;
     }
-    fgLog(LOG_DISK, LOG_DEBUG, m_strLogMsg, "fMGetDevNames end ");
+    fgLog(LOG_DISK, LOG_DETAIL, m_strLogMsg, "fMGetDevNames end ");
     m_nNDev = m_nDevNameCount;
     return true;
 }
@@ -176,9 +163,9 @@ bool fgParseListedDisk(const char* line, ST_LISTED_DISK& disk)
     return disk.l_ulBlocks / 1000 > DISK_SMALL && active != 0 && minor % DISK_MINORS == 0;
 }
 
-int fgParseDiskstats(const char* line, ST_DISK_LINE& disk)
+int fgParseDiskstats(const char* line, ST_DISK_LINE& disk, bool onlyDisks)
 {
-    return fParseLine(line, disk, false);
+    return fParseLine(line, disk, false, onlyDisks);
 }
 
 int fgParsePartitions(const char* line, ST_DISK_LINE& disk)
@@ -193,8 +180,7 @@ bool fgPassesDiskFilter(const ST_DISK_LINE& disk, int values)
     if (values == DISK_LINE_VALUES)
         for (const std::string_view part : NOT_DISKS)
             if (disk.l_strName.find(part) != std::string_view::npos) return false;
-    // NVMe disks take their minor numbers as they come. Their partitions pass as well, on purpose.
-    return disk.l_nMinor % DISK_MINORS == 0 || disk.l_strName.substr(0, 4) == "nvme";
+    return fIsWholeDisk(disk);
 }
 
 void fgSetDiskPath(char (&path)[DISK_PATH_SIZE], std::string_view name)

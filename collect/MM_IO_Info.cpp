@@ -244,7 +244,7 @@ bool CMM_IO_Info::fSampleDiskstats(ST_PASS& pass)
 bool CMM_IO_Info::fSampleLine(ST_PASS& pass, const char* text)
 {
     ST_DISK_LINE line;
-    const int values = fgParseDiskstats(text, line);
+    const int values = fgParseDiskstats(text, line, true);
     if (!fgPassesDiskFilter(line, values)) return true;
     if (values == DISK_LINE_VALUES) {
         fTakeCounters(pass.l_stCurrent, line);
@@ -385,7 +385,7 @@ char* fgPutDiskRow(char* to, int index, std::string_view name, const DISK_COLUMN
 {
     CRowWriter row(to);
     row.fOpen();
-    row.fInt(index);
+    row.fInteger(index);
     row.fText(name);
     for (const double value : columns)
         row.fDecimal(value);

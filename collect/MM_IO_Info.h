@@ -270,7 +270,8 @@ struct ST_DISK_LINE
 constexpr int DISK_LINE_VALUES = 13;
 constexpr char FORMAT_DISKSTATS[] = "%d %d %s %u %u %lu %u %u %u %lu %u %*u %lu %u";
 constexpr char FORMAT_PARTITIONS[] = "%d %d %*d %s %u %u %lu %u %u %u %lu %u %*u %u %u";
-int fgParseDiskstats(const char* line, ST_DISK_LINE& disk);
+// With onlyDisks it takes the first three alone of a line that fgPassesDiskFilter refuses by its number.
+int fgParseDiskstats(const char* line, ST_DISK_LINE& disk, bool onlyDisks = false);
 int fgParsePartitions(const char* line, ST_DISK_LINE& disk);
 
 // Says whether a line of /proc/diskstats of which that many values were taken is a disk's.

@@ -1,11 +1,11 @@
 #include "collect/MM_LA_Info.h"
 
-#include <cstdio>
+#include "lib/HostFile.h"
+#include "lib/NumberText.h"
 
 namespace
 {
 constexpr int LOADAVG_SIZE = 4096; // bytes of /proc/loadavg that are read
-constexpr char FORMAT_LOADAVG[] = "%d.%d %d.%d %d.%d %*d/%*d %*d\n";
 
 // Hundredths are put together as a 32-bit integer, which wraps on a load that no kernel reports.
 double fAverage(int whole, int hundredths)
@@ -25,7 +25,7 @@ CMM_LA_Info::~CMM_LA_Info()
 double* CMM_LA_Info::fMGetLoadAvg()
 {
     char text[LOADAVG_SIZE];
-    if (m_pclUtil->fFile2Buff("/proc/loadavg", text, sizeof(text)) < 1) return nullptr;
+    if (fgReadHostFile("/proc/loadavg", text, sizeof(text)) < 1) return nullptr;
     return fgParseLoadAverages(text, m_pdLoadAvg) ? m_pdLoadAvg : nullptr;
 }
 
@@ -46,9 +46,9 @@ bool fgParseLoadAverages(const char* text, double (&averages)[LOAD_AVERAGES])
 {
     int whole[LOAD_AVERAGES] = {};
     int hundredths[LOAD_AVERAGES] = {};
-    if (sscanf(text, FORMAT_LOADAVG, &whole[0], &hundredths[0], &whole[1], &hundredths[1], &whole[2],
-               &hundredths[2]) != 2 * LOAD_AVERAGES)
-        return false;
+    CNumberScan scan(text);
+    for (int i = 0; i < LOAD_AVERAGES; i++)
+        if (!scan.fPair(whole[i], '.', hundredths[i])) return false;
     for (int i = 0; i < LOAD_AVERAGES; i++)
         averages[i] = fAverage(whole[i], hundredths[i]);
     return true;

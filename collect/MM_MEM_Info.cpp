@@ -69,7 +69,7 @@ CMM_MEM_Info* CMM_MEM_Info::fMGetMem()
 {
     char text[FILE_SIZE];
     ST_MEM_TEXT mem;
-    if (m_pclUtil->fFile2Buff("/proc/meminfo", text, sizeof(text)) == 0 || !fgParseMemInfo(text, mem))
+    if (fgReadHostFile("/proc/meminfo", text, sizeof(text)) <= 0 || !fgParseMemInfo(text, mem))
         return nullptr;
     fStoreMemory(mem);
     return this;
@@ -79,21 +79,17 @@ unsigned long* CMM_MEM_Info::fMGetSwap()
 {
     char meminfo[FILE_SIZE];
     char stat[FILE_SIZE];
-    if (m_pclUtil->fFile2Buff("/proc/meminfo", meminfo, sizeof(meminfo)) == 0 ||
-        m_pclUtil->fFile2Buff("/proc/stat", stat, sizeof(stat)) == 0)
+    if (fgReadHostFile("/proc/meminfo", meminfo, sizeof(meminfo)) <= 0 ||
+        fgReadHostFile("/proc/stat", stat, sizeof(stat)) <= 0)
         return nullptr;
-    if (strstr(meminfo, "Swap:") == nullptr) return fMGetSwap_k2_6();
+    if (strstr(meminfo, "Swap:") == nullptr) return fTakeSwap(meminfo);
     return fgParseOldSwap(meminfo, stat, m_pulSWP) ? m_pulSWP : nullptr;
 }
 
 unsigned long* CMM_MEM_Info::fMGetSwap_k2_6()
 {
     char meminfo[FILE_SIZE];
-    char vmstat[FILE_SIZE];
-    if (m_pclUtil->fFile2Buff("/proc/meminfo", meminfo, sizeof(meminfo)) == 0 ||
-        m_pclUtil->fFile2Buff("/proc/vmstat", vmstat, sizeof(vmstat)) == 0)
-        return nullptr;
-    return fgParseSwap(meminfo, vmstat, m_pulSWP) ? m_pulSWP : nullptr;
+    return fgReadHostFile("/proc/meminfo", meminfo, sizeof(meminfo)) <= 0 ? nullptr : fTakeSwap(meminfo);
 }
 
 unsigned long CMM_MEM_Info::fMGetTotMem()
@@ -207,6 +203,14 @@ unsigned long CMM_MEM_Info::fAvailable(const ST_MEM_TEXT& mem, unsigned long fre
         return MEM_NO_ESTIMATE;
     return fgEstimateAvailable(free, reserve, *mem.l_ulInactiveFile + *mem.l_ulActiveFile,
                                mem.l_ulReclaimable.value_or(0));
+}
+
+// From a text of /proc/meminfo and a fresh one of /proc/vmstat.
+unsigned long* CMM_MEM_Info::fTakeSwap(const char* meminfo)
+{
+    char vmstat[FILE_SIZE];
+    if (fgReadHostFile("/proc/vmstat", vmstat, sizeof(vmstat)) <= 0) return nullptr;
+    return fgParseSwap(meminfo, vmstat, m_pulSWP) ? m_pulSWP : nullptr;
 }
 
 void CMM_MEM_Info::fWritePush(float usedPercent, float cachedPercent)

@@ -109,6 +109,7 @@ public:
 private:
     void fStoreMemory(const struct ST_MEM_TEXT& mem);
     unsigned long fAvailable(const ST_MEM_TEXT& mem, unsigned long free);
+    unsigned long* fTakeSwap(const char* meminfo);
     void fWritePush(float usedPercent, float cachedPercent);
 };
 

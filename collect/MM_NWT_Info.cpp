@@ -32,17 +32,12 @@ double fRestart(timeval& since)
     return elapsed;
 }
 
-CDescriptor fOpenProbe()
-{
-    return CDescriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-}
-
 // Without a socket, and for an interface that has gone, the request fails, and the link counts as up.
-int fLinkAlive(const CDescriptor& probe, const char* ifname)
+int fLinkAlive(int probe, const char* ifname)
 {
     ifreq request = {};
     fgCopyText(request.ifr_name, ifname);
-    if (ioctl(probe.fGet(), SIOCGIFFLAGS, &request) != 0) return 1;
+    if (ioctl(probe, SIOCGIFFLAGS, &request) != 0) return 1;
     return (request.ifr_flags & IFF_UP) != 0 ? 1 : 0;
 }
 
@@ -63,7 +58,6 @@ struct CMM_NWT_Info::ST_PASS
     bool l_bPush;                        // the push reader and its header
     bool l_bRows;                        // text output
     bool l_bExtRows;                     // with rows of extension interfaces
-    CDescriptor l_clProbe;               // asks for the links, in text output
     int l_nCounted = 0;                  // interfaces with a record or a row
     _ST_STATIC_NETWORK l_stCurrent = {}; // counters of the interface at hand
 };
@@ -147,8 +141,7 @@ int CMM_NWT_Info::fSetElapsedTime()
 CSSList* CMM_NWT_Info::fMGetNetworkStat(double elapsed, int push)
 {
     const bool rows = g_nInterfaceStrType == 1;
-    ST_PASS pass{elapsed, push >= 1, rows, rows && push == 0 && g_nNetworkExtGather == 1,
-                 rows ? fOpenProbe() : CDescriptor()};
+    ST_PASS pass{elapsed, push >= 1, rows, rows && push == 0 && g_nNetworkExtGather == 1};
     const bool done = fBegin(pass) && fSample(pass);
     m_clOld.fEnd();
     return done ? fFinish(pass) : nullptr;
@@ -208,7 +201,7 @@ bool CMM_NWT_Info::fNext(ST_PASS& pass)
 {
     _ST_STATIC_NETWORK& current = pass.l_stCurrent;
     current = {};
-    char name[READ_NAME_SIZE] = "";
+    char name[READ_NAME_SIZE];
     unsigned long long spare = 0;
     if (fGet_next_netinfo(name, current.l_strLinkAlive, &current.l_ulInPkt, &current.l_ulOutPkt,
                           &current.l_ulInByte, &current.l_ulOutByte, &current.l_ulInErr, &current.l_ulOutErr,
@@ -241,7 +234,9 @@ void CMM_NWT_Info::fTakeRow(ST_PASS& pass)
     fMNetComputeIo(&current, previous.get(), pass.l_dElapsed);
     fgKeepNetworkCounters(*previous, current);
     const NETWORK_COLUMNS columns = fgNetworkColumns(*m_pstNetworkInfo);
-    fAppendRow(current.l_strIfName, fLinkAlive(pass.l_clProbe, current.l_strIfName), &columns);
+    const int link =
+        fLinkAlive(pass.l_bPush ? l_nPushskfd : skfd, current.l_strIfName); // the reader's socket
+    fAppendRow(current.l_strIfName, link, &columns);
     if (g_nNetworkExtGather == 1) fMatchNicName(current.l_strIfName);
     pass.l_nCounted++;
 }
@@ -288,9 +283,9 @@ void CMM_NWT_Info::fAppendRow(std::string_view name, int link, const NETWORK_COL
     char text[NETWORK_ROW_SIZE];
     CRowWriter row(text);
     row.fOpen();
-    row.fInt(++m_nInterfaceTAQCnt);
+    row.fInteger(++m_nInterfaceTAQCnt);
     row.fText(name);
-    row.fInt(link);
+    row.fInteger(link);
     for (size_t i = 0; i < std::tuple_size_v<NETWORK_COLUMNS>; i++)
         columns == nullptr ? row.fText("-") : row.fDecimal((*columns)[i]);
     const std::string_view whole(text, static_cast<size_t>(row.fAt() - text));
@@ -301,7 +296,8 @@ void CMM_NWT_Info::fAppendRow(std::string_view name, int link, const NETWORK_COL
 
 int CMM_NWT_Info::fGetLinkAlive(const char* ifname)
 {
-    return fLinkAlive(fOpenProbe(), ifname);
+    const CDescriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    return fLinkAlive(probe.fGet(), ifname);
 }
 
 int CMM_NWT_Info::fGetBandwidth()

@@ -39,7 +39,7 @@ struct _ST_STATIC_NETWORK
     unsigned long long l_ulInErr, l_ulOutErr;
     unsigned long long l_ulCollisions;
     unsigned long long l_ulBandWidth; // bits per second; 0: not known
-    unsigned int l_nDuplexFlag;       // DUPLEX_HALF: both directions share the bandwidth
+    unsigned int l_nDuplexFlag;       // DUPLEX_CODE_HALF: both directions share the bandwidth
 };
 
 // Previous sample of one interface in text output.

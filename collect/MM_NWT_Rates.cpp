@@ -40,7 +40,7 @@ COUNT fAtLeastOne(COUNT bytes)
 // Bytes that count against the bandwidth: of both directions when they share it, else of the busier one.
 COUNT fPortBytes(COUNT in, COUNT out, unsigned int duplex)
 {
-    return fAtLeastOne(duplex == DUPLEX_HALF ? in + out : std::max(in, out));
+    return fAtLeastOne(duplex == DUPLEX_CODE_HALF ? in + out : std::max(in, out));
 }
 
 void fSetPortRates(_ST_NETWORK& result, COUNT in, COUNT out, const _ST_STATIC_NETWORK& previous,

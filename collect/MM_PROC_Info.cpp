@@ -321,6 +321,7 @@ char* CMM_PROC_Info::fMGetProc(int)
 
     const bool isListed = fMLinux_Minor() == 4 && g_nGetProcessType == 1;
     const int keepMost = isListed ? 0 : g_nProcKeepFdMax; // a list has any order
+    if (keepMost > 0) fProcMapUpdate();
     pass->l_itNext = m_ProcMap.begin();
     m_pitNext = &pass->l_itNext;
     m_clFiles.fBegin(dirfd(proc.get()), keepMost);
@@ -330,10 +331,7 @@ char* CMM_PROC_Info::fMGetProc(int)
         fGatherAll(*pass, proc.get());
     m_clFiles.fEnd();
     m_pitNext = nullptr;
-    if (keepMost > 0) {
-        fProcMapErase();
-        fProcMapUpdate();
-    }
+    if (keepMost > 0) fProcMapErase(); // and leaves the marks: the caller may erase as well
     pass->fFlushConsole();
     m_nNewCount = 1;
     if (m_nVMFlag == 1 && m_nIsVMWare == 1) fAppendVirtual(*pass);

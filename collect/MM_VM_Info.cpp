@@ -7,10 +7,12 @@
 #include <cstring>
 #include <unistd.h>
 
+#include "collect/MM_LA_Info.h"
 #include "driver/RunConfig.h"
 #include "lib/FixedText.h"
 #include "lib/HostFile.h"
 #include "lib/KeyText.h"
+#include "lib/NumberText.h"
 #include "lib/TextTable.h"
 
 namespace
@@ -21,7 +23,6 @@ constexpr int PROC_STAT_SIZE = 8192; // of each process
 constexpr int STAT_SIZE = 0x10000;   // first size for /proc/stat, which is read as a whole
 constexpr int STAT_MOST = 1 << 26;   // more than any kernel has; what lies behind is not seen
 
-constexpr char FORMAT_RUN_QUEUE[] = "%*d.%*d %*d.%*d %*d.%*d %d/%d %*d\n";
 constexpr char FORMAT_PROC_FAULTS[] =
     "%*d %*s %*s %*d %*d %*d %*d %*d %*u %lu %*u %lu %*u %*u %*u %*u %*u %*d %*d %*u %*u %*d %*u %*u %*u %*u "
     "%*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u\n";
@@ -109,8 +110,7 @@ int CMM_VM_Info::fMGetRunque(long* raw)
 {
     char text[LOADAVG_SIZE];
     int queue = 0;
-    if (m_pclUtil->fFile2Buff("/proc/loadavg", text, sizeof(text)) < 1 || !fgParseRunQueue(text, queue))
-        return 0;
+    if (fgReadHostFile("/proc/loadavg", text, sizeof(text)) < 1 || !fgParseRunQueue(text, queue)) return 0;
     raw[VM_RUN_QUEUE] = queue;
     return 1;
 }
@@ -170,9 +170,9 @@ char* CMM_VM_Info::fGetRealTimeStrPageTAQ()
 bool CMM_VM_Info::fReadStat()
 {
     if (m_pstrStat == nullptr) return false;
-    int length = 0;
+    ssize_t length = 0;
     do
-        length = m_pclUtil->fFile2Buff("/proc/stat", m_pstrStat.get(), m_nStatSize);
+        length = fgReadHostFile("/proc/stat", m_pstrStat.get(), static_cast<size_t>(m_nStatSize));
     while (length == m_nStatSize - 1 && fGrowStat());
     return length > 0;
 }
@@ -191,7 +191,7 @@ bool CMM_VM_Info::fGrowStat()
 int CMM_VM_Info::fTakeVmstat(long* raw)
 {
     char vmstat[VMSTAT_SIZE];
-    if (m_pclUtil->fFile2Buff("/proc/vmstat", vmstat, sizeof(vmstat)) == 0) return 0;
+    if (fgReadHostFile("/proc/vmstat", vmstat, sizeof(vmstat)) <= 0) return 0;
     return fgParseVmStat(vmstat, m_pstrStat.get(), getpagesize(), raw) ? 1 : 0;
 }
 
@@ -203,8 +203,7 @@ unsigned long CMM_VM_Info::fReadFaults(const char* pid)
     unsigned long minor = 0;
     unsigned long major = 0;
     snprintf(path, sizeof(path), "/proc/%s/stat", pid);
-    if (m_pclUtil->fFile2Buff(path, text, sizeof(text)) == 0 || !fgParseProcFaults(text, minor, major))
-        return 0;
+    if (fgReadHostFile(path, text, sizeof(text)) <= 0 || !fgParseProcFaults(text, minor, major)) return 0;
     return minor + major;
 }
 
@@ -224,9 +223,14 @@ void CMM_VM_Info::fWritePush()
 
 bool fgParseRunQueue(const char* loadavg, int& queue)
 {
+    CNumberScan scan(loadavg);
+    int whole = 0;
+    int hundredths = 0;
+    for (int i = 0; i < LOAD_AVERAGES; i++)
+        if (!scan.fPair(whole, '.', hundredths)) return false;
     int running = 0;
     int all = 0;
-    if (sscanf(loadavg, FORMAT_RUN_QUEUE, &running, &all) != 2) return false;
+    if (!scan.fPair(running, '/', all)) return false;
     queue = running < 1 ? 0 : running - 1;
     return true;
 }

@@ -45,21 +45,16 @@ constexpr COUNTER DELIVERED[NET_COUNTERS] = {&STATS::rx_packets, &STATS::tx_pack
                                              &STATS::tx_bytes,   &STATS::rx_errors,  &STATS::tx_errors,
                                              &STATS::collisions};
 
-// The first layout has signed numbers.
-bool fScanCounter(CNumberScan& scan, bool isSigned, unsigned long long& value)
-{
-    long number = 0;
-    unsigned long count = 0;
-    if (isSigned ? !scan.fLong(number) : !scan.fUnsigned(count)) return false;
-    value = isSigned ? static_cast<unsigned long long>(number) : count;
-    return true;
-}
-
-void fScanCounters(const char* text, std::span<const COUNTER> columns, bool isSigned, STATS& stats)
+// Takes them until one is none. The numbers of the first layout are signed.
+template <bool IS_SIGNED> void fScanCounters(const char* text, std::span<const COUNTER> columns, STATS& stats)
 {
     CNumberScan scan(text);
-    for (const COUNTER column : columns)
-        if (!fScanCounter(scan, isSigned, stats.*column)) return;
+    for (const COUNTER column : columns) {
+        long number = 0;
+        unsigned long count = 0;
+        if (IS_SIGNED ? !scan.fLong(number) : !scan.fUnsigned(count)) return;
+        stats.*column = IS_SIGNED ? static_cast<unsigned long long>(number) : count;
+    }
 }
 
 bool fIsBlank(char c)
@@ -105,6 +100,7 @@ int CNetDevReader::fInit() const
         fgTraceNetwork("4.6(NWT) fopen failed [%s]\n", errno);
         return -1;
     }
+    setvbuf(m_rTable, m_rBuffer, _IOFBF, sizeof(m_rBuffer)); // its own would be a quarter of a page
     char columns[512] = "";
     for (int line = 0; line < 2; line++)
         if (fgets(columns, sizeof(columns), m_rTable) == nullptr) columns[0] = '\0';
@@ -120,7 +116,7 @@ int CNetDevReader::fNext(char* name, char* link, const NET_DELIVERY& counters) c
         fWrite_Msg(m_pstrNotOpen);
         return -1;
     }
-    char line[1024] = "";
+    char line[1024];
     if (fgets(line, sizeof(line), m_rTable) == nullptr) return -1;
     fgParseNetDevLine(line, m_rVersion, *m_rRecord);
     memcpy(name, m_rRecord->name, strlen(m_rRecord->name) + 1);
@@ -159,9 +155,9 @@ void fgParseNetDevLine(const char* line, int version, struct interface& record)
     record = {};
     const char* counters = fTakeName(line, record);
     if (version == 3)
-        fScanCounters(counters, COLUMNS_COMPRESSED, false, record.stats);
+        fScanCounters<false>(counters, COLUMNS_COMPRESSED, record.stats);
     else if (version == 2)
-        fScanCounters(counters, COLUMNS_BYTES, false, record.stats);
+        fScanCounters<false>(counters, COLUMNS_BYTES, record.stats);
     else
-        fScanCounters(counters, COLUMNS_PACKETS, true, record.stats);
+        fScanCounters<true>(counters, COLUMNS_PACKETS, record.stats);
 }

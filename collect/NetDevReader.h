@@ -75,14 +75,17 @@ struct interface
 constexpr int NET_COUNTERS = 7;
 using NET_DELIVERY = unsigned long long* [NET_COUNTERS];
 
+// Bytes that a reader takes of the table at once. The kernel gives no more than a page of it.
+constexpr size_t NET_TABLE_BUFFER = 4096;
+
 // One instance: the operations of collect/network.h on the globals that it is made with. They are the whole
 // of its state.
 class CNetDevReader
 {
 public:
     constexpr CNetDevReader(int& version, FILE*& table, struct interface*& record, int& socket,
-                            const char* notOpenText)
-        : m_rVersion(version), m_rTable(table), m_rRecord(record), m_rSocket(socket),
+                            char (&buffer)[NET_TABLE_BUFFER], const char* notOpenText)
+        : m_rVersion(version), m_rTable(table), m_rRecord(record), m_rSocket(socket), m_rBuffer(buffer),
           m_pstrNotOpen(notOpenText)
     {}
     int fInit() const;
@@ -96,6 +99,7 @@ private:
     FILE*& m_rTable;
     struct interface*& m_rRecord;
     int& m_rSocket;
+    char (&m_rBuffer)[NET_TABLE_BUFFER]; // the table's
     const char* m_pstrNotOpen;
 };
 

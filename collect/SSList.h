@@ -57,9 +57,8 @@ public:
     // Deletes the first match. Returns the node in front of it (maybe the head), or null when nothing
     // matches. On an empty list it counts fSlNList down; a deletion does not.
     ST_SSNODE_T* fSlDelete(const void* key, int size, SSLIST_COMPARE compare);
-    // Deletes every match and stores their number. Returns the node in front of the last one deleted, or
-    // null.
-    // The key must not lie in the list.
+    // Deletes every match and stores their number. Returns the node in front of the last one deleted, or null
+    // when nothing matches. The key must not lie in the list.
     ST_SSNODE_T* fSlDelete(const void* key, int size, SSLIST_COMPARE compare, int* deleted);
     // Deletes every element and sets fSlNList to 0. Returns the address of the head's link, null without a
     // head.

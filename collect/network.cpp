@@ -16,7 +16,8 @@ int skfd = -1;
 
 namespace
 {
-constexpr CNetDevReader READER(procnetdev_vsn, fh, ife, skfd,
+char m_strTable[NET_TABLE_BUFFER];
+constexpr CNetDevReader READER(procnetdev_vsn, fh, ife, skfd, m_strTable,
                                "4.6(NWT) TAQ network get_next_netinfo fgets fh is null\n");
 
 struct ST_NET_TYPE

@@ -7,9 +7,10 @@ int l_nPushskfd = -1;
 
 namespace
 {
-constexpr CNetDevReader READER(push_procnetdev_vsn, push_fh, push_ife, l_nPushskfd,
+char m_strTable[NET_TABLE_BUFFER];
+constexpr CNetDevReader READER(push_procnetdev_vsn, push_fh, push_ife, l_nPushskfd, m_strTable,
                                "4.6(NWT) TAQ network get_next_netinfo fgets push_fh is null\n");
-}
+} // namespace
 
 int init_push_netinfo()
 {

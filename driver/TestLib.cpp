@@ -75,6 +75,8 @@ struct ST_PRINT
 {
     const char* l_strName;
     int (*l_fnPrint)(ST_COLLECTORS& collectors, double elapsed); // above 0: there was a sample
+    const char* l_strSample = nullptr; // the routine that takes the same sample, if there is one before
+    const char* fSample() const { return l_strSample == nullptr ? l_strName : l_strSample; }
 };
 
 const ST_PRINT PRINTS[] = {
@@ -87,6 +89,8 @@ const ST_PRINT PRINTS[] = {
     {"memcnt", [](ST_COLLECTORS& c, double) { return prnit_memcnt(c.l_pclMem.get()); }},
     {"fs", [](ST_COLLECTORS& c, double) { return print_fs_v2(c.l_pclFs.get()); }},
     {"io", [](ST_COLLECTORS& c, double elapsed) { return print_io_v2(c.l_pclIo.get(), elapsed); }},
+    {"iokb",
+     [](ST_COLLECTORS& c, double elapsed) { return print_io(c.l_pclIo->fMGetIoStat(elapsed, 1, -1)); }, "io"},
     {"nwt", [](ST_COLLECTORS& c, double elapsed) { return print_nwt_info(c.l_pclNwt.get(), elapsed); }},
     {"proc", [](ST_COLLECTORS& c, double) { return print_proc_v2(c.l_pclProc.get()); }},
 };
@@ -180,7 +184,7 @@ void fRunPass(ST_COLLECTORS& collectors, CClock::time_point& last)
     last = now;
     std::map<std::string_view, bool> sampled;
     for (const ST_PRINT* print : fSelected())
-        sampled[print->l_strName] = print->l_fnPrint(collectors, elapsed.count()) > 0;
+        sampled[print->fSample()] = print->l_fnPrint(collectors, elapsed.count()) > 0;
     if (fTableForm()) fShowTables(collectors, elapsed.count(), sampled);
     fflush(stdout);
 }

@@ -39,7 +39,9 @@ void fLine(std::string_view input, int (*parse)(const char*, ST_DISK_LINE&), con
 
 void fDiskstats(std::string_view input)
 {
-    fLine<unsigned long>(input, fgParseDiskstats, FORMAT_DISKSTATS);
+    fLine<unsigned long>(
+        input, [](const char* line, ST_DISK_LINE& disk) { return fgParseDiskstats(line, disk); },
+        FORMAT_DISKSTATS);
 }
 
 void fPartitions(std::string_view input)

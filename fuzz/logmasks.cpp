@@ -17,7 +17,7 @@ MASKS fMasks(const char* text)
     fgFuzzMust(fgSetLogMasks(text) == 1, "every text is taken");
     MASKS masks;
     auto to = masks.begin();
-    for (int level = LOG_DEBUG; level <= LOG_ERROR; level++)
+    for (int level = LOG_DETAIL; level <= LOG_ERROR; level++)
         for (const int* mask :
              {fgLogMasks(level).l_pnGroups, fgLogMasks(level).l_pnFirst, fgLogMasks(level).l_pnModules})
             *to++ = *mask;

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <netdb.h>
 #include <string>
@@ -38,6 +39,7 @@ COwnedClient fUdpClient(sockaddr_in& server, unsigned port, rpcprog_t program, r
     int newSocket = RPC_ANYSOCK; // the client closes it
     COwnedClient client(clntudp_create(&server, program, version, RETRY_WAIT, &newSocket));
     if (client == nullptr) return client;
+    fcntl(newSocket, F_SETFD, FD_CLOEXEC); // else commands that other threads start inherit it
     constexpr unsigned SETTINGS[] = {CLSET_TIMEOUT, CLSET_RETRY_TIMEOUT};
     for (const unsigned setting : SETTINGS)
         if (!clnt_control(client.get(), setting, reinterpret_cast<char*>(&wait)))

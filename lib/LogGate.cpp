@@ -8,7 +8,7 @@
 
 COmniLog* fgLogGate(const ST_LOG_SOURCE& source, int level)
 {
-    if (g_pclOmniLog == nullptr || level < LOG_DEBUG || level > LOG_ERROR) return nullptr;
+    if (g_pclOmniLog == nullptr || level < LOG_DETAIL || level > LOG_ERROR) return nullptr;
     if (source.l_nMasks == LOG_MASKS_NONE) return g_pclOmniLog;
     const ST_LOG_MASKS& masks = fgLogMasks(source.l_nMasks == LOG_MASKS_OF_LINE ? level : source.l_nMasks);
     const bool open =

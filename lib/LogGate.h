@@ -8,7 +8,7 @@
 class COmniLog;
 
 // Levels of a log line.
-constexpr int LOG_DEBUG = 1;
+constexpr int LOG_DETAIL = 1; // debug lines; <syslog.h> has LOG_DEBUG as a macro
 constexpr int LOG_NORMAL = 2;
 constexpr int LOG_ERROR = 3;
 

@@ -25,7 +25,7 @@ struct ST_LOG_MODE
 };
 constexpr int NO_LEVEL = LOG_ERROR + 1;
 constexpr ST_LOG_MODE MODES[] = {
-    {"NOLOG", NO_LEVEL}, {"ERROR", LOG_ERROR}, {"NORMAL", LOG_NORMAL}, {"DEBUG", LOG_DEBUG}};
+    {"NOLOG", NO_LEVEL}, {"ERROR", LOG_ERROR}, {"NORMAL", LOG_NORMAL}, {"DEBUG", LOG_DETAIL}};
 
 struct ST_LOG_MODULE
 {
@@ -83,7 +83,7 @@ int fModuleBits(const ST_LOG_GROUP& group, std::string_view names)
 
 void fAssignAll(const ST_LOG_MODE& mode)
 {
-    for (int level = LOG_DEBUG; level <= LOG_ERROR; ++level) {
+    for (int level = LOG_DETAIL; level <= LOG_ERROR; ++level) {
         const ST_LOG_MASKS& masks = fgLogMasks(level);
         *masks.l_pnGroups = *masks.l_pnFirst = *masks.l_pnModules = level >= mode.l_nLowest ? -1 : 0;
     }
@@ -95,7 +95,7 @@ void fApplyGroup(const ST_LOG_MODE& mode, std::string_view name, std::string_vie
     const ST_LOG_GROUP* group = fFind(GROUPS, name);
     if (group == nullptr) return;
     const int bits = fModuleBits(*group, modules);
-    for (int level = LOG_DEBUG; level <= LOG_ERROR; ++level) {
+    for (int level = LOG_DETAIL; level <= LOG_ERROR; ++level) {
         const ST_LOG_MASKS& masks = fgLogMasks(level);
         const bool on = level >= mode.l_nLowest;
         // A level that a mode turns off keeps its group bit unless the mode turns off all: only the module
@@ -130,7 +130,7 @@ bool fApplyEntry(std::string_view entry)
 
 const ST_LOG_MASKS& fgLogMasks(int level)
 {
-    return LEVEL_MASKS[level - LOG_DEBUG];
+    return LEVEL_MASKS[level - LOG_DETAIL];
 }
 
 int fgSetLogMasks(const char* text)

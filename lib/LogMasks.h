@@ -9,7 +9,7 @@ struct ST_LOG_MASKS
     int* l_pnModules; // one bit a module
 };
 
-// The masks of a level, LOG_DEBUG to LOG_ERROR.
+// The masks of a level, LOG_DETAIL to LOG_ERROR.
 const ST_LOG_MASKS& fgLogMasks(int level);
 
 // Sets all nine masks to 0 and then from a text such as "NORMAL" or "ERROR:UNI:ALL|DEBUG:LAB:6,14", which is

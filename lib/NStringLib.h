@@ -44,9 +44,8 @@ constexpr int VALUE_TEXT_SIZE = 128; // bytes of the text buffer that NValueVtoA
 // malloc, of at least VALUE_TEXT_SIZE bytes: nothing can check that. Returns *text:
 // - numbers: the value in "%d", "%u", "%lld" or "%f", the rest of the first 128 bytes zero;
 // - byte types up to 127 bytes: a copy of the bytes, the rest of the first 128 zero;
-// - byte types from 128 bytes on: *text is freed (it may be null) and replaced by a zeroed block of length +
-// 1
-//   bytes with a copy, which the caller owns and frees;
+// - byte types from 128 bytes on: *text is freed (it may be null) and replaced by a block of length + 1 bytes
+//   from malloc, the copy and a zero, which is the caller's to free;
 // - VALUE_NULL and unknown codes: the empty text.
 // Returns null for a negative length (nothing is changed), for a null value or buffer where one is used, and
 // when there is no memory for the new block (*text is null then). Leaves breadcrumbs 10700 to 10718.

@@ -53,12 +53,13 @@ class CNumberScan
 {
 public:
     explicit CNumberScan(const char* text) : m_pstrAt(text) {}
-    inline bool fChar(char& value);              // %c: any byte but the end of the text
-    inline bool fWord();                         // %*s: a run of bytes that are no blanks
-    inline bool fInt(int& value);                // %d
-    inline bool fLong(long& value);              // %ld
-    inline bool fUnsigned(unsigned long& value); // %lu; a sign is taken, and negates
-    inline bool fHex(unsigned long long& value); // %LX; a sign and 0x are taken
+    inline bool fChar(char& value);                           // %c: any byte but the end of the text
+    inline bool fWord();                                      // %*s: a run of bytes that are no blanks
+    inline bool fInt(int& value);                             // %d
+    inline bool fPair(int& first, char between, int& second); // %d, that character, %d
+    inline bool fLong(long& value);                           // %ld
+    inline bool fUnsigned(unsigned long& value);              // %lu; a sign is taken, and negates
+    inline bool fHex(unsigned long long& value);              // %LX; a sign and 0x are taken
     // Pass over numbers, of "%d", "%ld" and "%lu" alike or, with BASE 16, of "%LX"; false when there is none.
     template <unsigned BASE = 10> inline bool fSkip(int count);
     inline void fSkipBlanks();
@@ -111,13 +112,14 @@ template <unsigned BASE> inline unsigned CNumberScan::fDigit(char c)
     return letter < 6 ? letter + 10 : BASE;
 }
 
-// Nearly every number of kernel text: a blank at most, and then digits that fit. Takes nothing else, and
+// Nearly every number of kernel text: blanks, and then digits that fit. Takes nothing else, and
 // leaves the text where it stood then.
 inline bool CNumberScan::fPlain(unsigned long& value)
 {
     constexpr unsigned long TEN_TO_19 = 10000000000000000000U;
     const char* at = m_pstrAt;
-    if (*at == ' ') at++;
+    while (*at == ' ')
+        at++;
     const char* const start = at;
     unsigned long sum = 0;
     for (unsigned digit = 0; (digit = fDigit<10>(*at)) < 10; at++)
@@ -177,6 +179,11 @@ inline bool CNumberScan::fInt(int& value)
     if (!fLong(wide)) return false;
     value = static_cast<int>(wide);
     return true;
+}
+
+inline bool CNumberScan::fPair(int& first, char between, int& second)
+{
+    return fInt(first) && *m_pstrAt == between && (++m_pstrAt, fInt(second));
 }
 
 template <unsigned BASE> inline bool CNumberScan::fModulo(unsigned long& value)

@@ -106,7 +106,7 @@ char* fNewPath(const char* folder, const char* name)
 // The word for a line of that level; null for a line that is not shown.
 const char* fLevelWord(int level, int logMode)
 {
-    if (level == LOG_DEBUG) return logMode == 1 ? "DEBUG" : nullptr;
+    if (level == LOG_DETAIL) return logMode == 1 ? "DEBUG" : nullptr;
     return level == LOG_NORMAL || level == LOG_ERROR ? "INFO" : nullptr; // errors are INFO lines too
 }
 
@@ -156,6 +156,15 @@ void fStartWriter(COmniLog& log)
     log.m_pcQueue = new Queue<MessageQWriteLog*>;
     const int error = fgStartDetached(fLogThreadQ, &log);
     if (error != 0) fprintf(stderr, "log thread start failed : %s\n", strerror(error));
+}
+
+// Another process that writes this log may have packed the file and begun it anew: what went to the old one
+// would be lost.
+bool fIsAnother(int file, const struct stat& state)
+{
+    struct stat opened;
+    return file != 0 && fstat(file, &opened) == 0 &&
+           (opened.st_ino != state.st_ino || opened.st_dev != state.st_dev);
 }
 
 // Deliberately loose in the middle: ".log.gz" is found by ".log" seven characters from the end, whatever
@@ -349,6 +358,7 @@ int COmniLog::fLogSizeChk()
         fOpenLogFile();
         return 0;
     }
+    if (fIsAnother(m_nFileFd, state)) fOpenLogFile();
     if (static_cast<unsigned long>(state.st_size) < m_ulLogSize) return 1;
     fLogCompress(); // whatever m_nLogCompress says: it is about the day change only
     fCloseLogFile();

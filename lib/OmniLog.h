@@ -79,7 +79,7 @@ public:
     // all are 0 and it returns -1.
     int fSetLogModeBit(const char* text);
 
-    // Write a line, or queue it in thread mode. level: LOG_DEBUG (shown in log mode 1 only), LOG_NORMAL or
+    // Write a line, or queue it in thread mode. level: LOG_DETAIL (shown in log mode 1 only), LOG_NORMAL or
     // LOG_ERROR; any other writes nothing. module is the source file shown in the line. Always return 0; no
     // loss is reported. A queued message loses its level: it becomes an INFO line with a line number, and
     // without a line number given, its module is "src" and its number 0.
@@ -111,8 +111,9 @@ public:
     // Goes to the file of today when the open one is of another day. Returns 1 when it opened that file, 0
     // when it failed or there was nothing to do.
     int fDateChangeChk();
-    // Returns 1 when the file may take another line. Otherwise 0: a missing file has been created anew, a
-    // full one has been compressed and left for the next.
+    // Returns 1 when the file may take another line, opened anew where another file has its name by now.
+    // Otherwise 0: a missing file has been created anew, a full one has been compressed and left for the
+    // next.
     int fLogSizeChk();
     // Sets m_pstrLogFile: for a dayChange of 1 to the first file of today (old files are removed), else to
     // the next number of the day. The agent's own log resumes its last file when it has no date yet. Returns

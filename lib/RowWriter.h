@@ -13,7 +13,7 @@ public:
     explicit CRowWriter(char* to) : m_pstrAt(to) {}
     void fOpen() { m_pstrAt = fgPutText(m_pstrAt, SEPARATOR_ROW); }
     void fText(std::string_view value) { fEnd(fgPutText(m_pstrAt, value)); }
-    void fInt(int value) { fEnd(fgPutInteger(m_pstrAt, value)); }
+    template <class T> void fInteger(T value) { fEnd(fgPutInteger(m_pstrAt, value)); }
     void fDecimal(double value) { fEnd(fgPutFixed<2>(m_pstrAt, value)); }
     char* fAt() const { return m_pstrAt; }
 

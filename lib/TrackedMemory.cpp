@@ -141,7 +141,7 @@ std::vector<ST_GROUP> fGroupBlocks()
     va_start(values, format);
     vsnprintf(line, sizeof(line), format, values);
     va_end(values);
-    fgLog(LOG_ALLOCATOR, LOG_DEBUG, scratch, "%s", line);
+    fgLog(LOG_ALLOCATOR, LOG_DETAIL, scratch, "%s", line);
     if (g_nPrint == 1) fprintf(stderr, "%s\n", line);
 }
 } // namespace
@@ -175,7 +175,7 @@ int fgNfree(void* p, int debugNo)
 
 int fgNPrintAlloc()
 {
-    if (g_nPrint != 1 && fgLogGate(LOG_ALLOCATOR, LOG_DEBUG) == nullptr) return 1;
+    if (g_nPrint != 1 && fgLogGate(LOG_ALLOCATOR, LOG_DETAIL) == nullptr) return 1;
     const std::vector<ST_GROUP> groups = fGroupBlocks();
     long long total = 0;
     for (size_t i = 0; i < groups.size(); i++) {

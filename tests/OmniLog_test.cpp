@@ -103,6 +103,13 @@ TEST_F(CLogTest, FileIsCreatedAndCreatedAnew)
     EXPECT_EQ(0, fWrite("lost"));
     EXPECT_EQ(1, fWrite("three"));
     EXPECT_EQ((FILES{{"_T.log", "[INFO][m.cpp]three\n"}}), fFiles());
+
+    fs::remove(m_stLog.m_pstrLogFile);
+    COmniLog other(2, "T", 2); // as of another process
+    fPrepare(other);
+    EXPECT_EQ(1, other.fWrite(LOG_ERROR, "m.cpp", "four"));
+    EXPECT_EQ(1, fWrite("five"));
+    EXPECT_EQ((FILES{{"_T.log", "[INFO][m.cpp]four\n[INFO][m.cpp]five\n"}}), fFiles());
 }
 
 TEST_F(CLogTest, SizeRotationDropsTheLineAndCompressesUnasked)
@@ -225,7 +232,7 @@ void fExpectAllOfFour(COmniLog& log, const std::string& word, const std::functio
     for (int caller = 0; caller < 4; ++caller)
         callers.emplace_back([&log] {
             for (int line = 10; line < 30; ++line)
-                log.fLogWrite(LOG_DEBUG, line, "m.cpp", "text");
+                log.fLogWrite(LOG_DETAIL, line, "m.cpp", "text");
         });
     for (int line = 10; line < 30; ++line)
         expected.insert(expected.end(), 4, "[" + word + "][m.cpp][" + std::to_string(line) + "]text");

@@ -62,7 +62,7 @@ TEST(Program, RefusesBadOptionsWithALineThatHelps)
         EXPECT_NE(err.find(helps), std::string::npos) << arguments << ": " << err;
         EXPECT_EQ(err.find('\n'), err.size() - 1) << "one line: " << err;
     }
-    EXPECT_NE(fRunProgram("--help").l_strOut.find("cpu,intr,la,vm,mem,swp,memcnt,fs,io,nwt,proc"),
+    EXPECT_NE(fRunProgram("--help").l_strOut.find("cpu,intr,la,vm,mem,swp,memcnt,fs,io,iokb,nwt,proc"),
               std::string::npos);
     EXPECT_EQ(fRunProgram("--version").l_strOut.find("hostmetrics 0."), 0U);
 }
@@ -111,9 +111,12 @@ TEST(Program, PrintsDisks)
     testing::internal::CaptureStdout();
     host.fMove("linux-6.1/t1");
     EXPECT_EQ(print_io_v2(&io, 2.0), 1);
-    EXPECT_EQ(fgSplit(testing::internal::GetCapturedStdout(), "\n")[0],
+    EXPECT_EQ(print_io(io.m_pclList), 1);
+    const std::vector<std::string> lines = fgSplit(testing::internal::GetCapturedStdout(), "\n");
+    EXPECT_EQ(lines[0],
               " Io  000: 100.00([R]cnt/s) 10.00([W]cnt/s) 2000.00([R]kb/s) 500.00([W]kb/s) 25.00(Busy) "
               "/dev/sda       ");
+    EXPECT_EQ(lines[static_cast<size_t>(io.m_nNDev)], " Io  000: 2000.00 500.00 /dev/sda       ");
 }
 
 TEST(Program, PrintsLoadMemoryAndSwap)
@@ -153,6 +156,7 @@ TEST(Program, ShowsTablesBehindPrints)
     EXPECT_EQ(show("--print cpu,io --tables=csv 0 - 1").find("physical cpu : 0 \n" + disks + "INDEX,PID,"),
               0U)
         << "one sample a pass: a second one would have shown CPUs and disks";
+    EXPECT_EQ(show("--print iokb --tables=csv 0 - 1").find(disks + "INDEX,PID,"), 0U);
     EXPECT_EQ(show("--tables=csv 0 - 2").find(disks + "INDEX,PID,"), 0U);
     EXPECT_EQ(fgSplit(show("--tables=csv 0 - 2"), "/sbin/init --deep").size(), 2U + 1U) << "two tables";
     EXPECT_EQ(fgSplit(show("--tables --print proc 0 - 2"), "/sbin/init --deep").size(), 3U + 1U)

@@ -79,7 +79,7 @@ void CTestHost::fMove(std::string_view root) const
     fgCopyText(g_strHostRoot, (fs::path(HOSTMETRICS_FIXTURES) / root).string());
 }
 
-CTestLog::CTestLog() : m_strFolder(fMakeFolder() + "/"), m_pclLog(new COmniLog(LOG_DEBUG, "TEST", 2))
+CTestLog::CTestLog() : m_strFolder(fMakeFolder() + "/"), m_pclLog(new COmniLog(LOG_DETAIL, "TEST", 2))
 {
     m_pclLog->fSetLogPath(m_strFolder.c_str());
     m_pclLog->fSetLogSize(64, 1);

@@ -62,8 +62,10 @@ check_example()
     example/build.sh by-pkg-config
     check_agent "$scratch/by-pkg-config/agent" by-pkg-config/tree
 
-    # Every header is complete with those that are installed, and all agree with each other.
-    (cd moved/include/hostmetrics && find . -name '*.h') | sed 's/^..\(.*\)/#include "\1"/' >headers.cpp
+    # Every header is complete with those that are installed, and all agree with each other and with macros of
+    # the system that an agent may have included before.
+    printf '#include <%s>\n' linux/ethtool.h syslog.h >headers.cpp
+    (cd moved/include/hostmetrics && find . -name '*.h') | sed 's/^..\(.*\)/#include "\1"/' >>headers.cpp
     # shellcheck disable=SC2046 # a list of words
     "$CXX" -std=c++20 -Wall -Wextra -Werror -fsyntax-only $(pkg-config --cflags hostmetrics) headers.cpp
 
