@@ -62,8 +62,10 @@ void fgFuzzMust(bool isSo, const char* what);
 void fgFuzzWrite(const char* path, std::string_view text);
 // The place of a file of the host, such as "/proc/stat", from the working folder.
 std::string fgFuzzHost(std::string_view path);
-// What the launcher of scripts prints, whatever it is asked to run; it prints nothing at first.
-constexpr char FUZZ_SCRIPT_OUTPUT[] = "../../out";
+// What every script gives from here on; nothing at first. Programs with this file start none: their system()
+// demands of a line for the launcher that it has plain words alone, as a name from outside might be more to a
+// shell, and puts this text into the file that the line names last; their popen() reads it.
+void fgFuzzScript(std::string_view output);
 
 // A bare runtime tree, and beside it a host. While it lives agent/bin is the working folder and the host root
 // points at the host.

@@ -39,9 +39,14 @@ void fLine(std::string_view input, int (*parse)(const char*, ST_DISK_LINE&), con
 
 void fDiskstats(std::string_view input)
 {
-    fLine<unsigned long>(
-        input, [](const char* line, ST_DISK_LINE& disk) { return fgParseDiskstats(line, disk); },
-        FORMAT_DISKSTATS);
+    const auto whole = [](const char* line, ST_DISK_LINE& disk) { return fgParseDiskstats(line, disk); };
+    fLine<unsigned long>(input, whole, FORMAT_DISKSTATS);
+    const CFuzzText text(input);
+    ST_DISK_LINE all, some;
+    const int values = whole(text, all);
+    const int taken = fgParseDiskstats(text, some, true);
+    fgFuzzMust(taken == values || (taken == 3 && !fgPassesDiskFilter(all, values)),
+               "only a line that is refused is taken in part");
 }
 
 void fPartitions(std::string_view input)

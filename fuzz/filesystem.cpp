@@ -1,8 +1,11 @@
+#include <cstdio>
 #include <cstring>
 
 #include "collect/MM_FS_Info.h"
 #include "driver/RunConfig.h"
 #include "fuzz/Fuzz.h"
+#include "lib/FixedText.h"
+#include "lib/TextTable.h"
 
 // The mount table, what decides on a mount, and the lines of datastores.
 
@@ -49,15 +52,32 @@ void fExcludes(std::string_view input)
     fgSkipsMountPoint(input);
 }
 
-// What the kernel may tell, by its bytes.
+// What the kernel may tell, by its bytes, then the texts of the row.
 void fFigures(std::string_view input)
 {
     struct statfs64 figures = {};
     const std::string_view bytes = input.substr(0, sizeof(figures));
     memcpy(&figures, bytes.data(), bytes.size());
+    const CFuzzText text(input.substr(bytes.size()));
+    const auto row = std::make_unique<char[]>(FS_ROW_SIZE);
+    const auto expected = std::make_unique<char[]>(FS_ROW_SIZE);
     for (g_nFsFreeUsedFlag = 1; g_nFsFreeUsedFlag >= 0; g_nFsFreeUsedFlag--) {
-        _ST_FS record = {};
-        fgSetFsFigures(figures, record);
+        _ST_FS r = {};
+        fgSetFsFigures(figures, r);
+        fgCopyText(r.l_strFSname, text.fView());
+        fgCopyText(r.l_strDEVname, text.fView());
+        fgCopyText(r.l_strFSType, text.fView());
+        const char* f = SEPARATOR_FIELD;
+        const int length = snprintf(
+            expected.get(), FS_ROW_SIZE,
+            "%s%d%s%s%s%s%s%llu%s%llu%s%llu%s%.2lf%s%llu%s%llu%s%llu%s%llu%s%.2lf%s%llu%s%s%s", SEPARATOR_ROW,
+            3, f, r.l_strFSname, f, r.l_strDEVname, f, r.l_ulTotDskSize, f, r.l_ulUsdDskSize, f,
+            r.l_ulFreDskSize, f, r.l_dDskUsage, f, r.l_ulAvaDskSize, f, r.l_ulTotIndSize, f, r.l_ulUsdIndSize,
+            f, r.l_ulFreIndSize, f, r.l_dIndUsage, f, r.l_ulAvaIndSize, f, r.l_strFSType, f);
+        const char* end = fgPutFsRow(row.get(), 3, r);
+        fgFuzzMust(std::string_view(row.get(), static_cast<size_t>(end - row.get())) ==
+                       std::string_view(expected.get(), static_cast<size_t>(length)),
+                   "a row is what its format prints");
     }
     g_nFsFreeUsedFlag = 0;
 }

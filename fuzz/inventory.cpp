@@ -44,16 +44,16 @@ void fDisk(std::string_view input)
     });
 }
 
-// One collector for all inputs: to make one starts scripts.
 void fInterface(std::string_view input)
 {
     g_nInterfaceStrType = g_nNetworkExtGather = 1;
-    static CMM_NWT_Info network;
+    CMM_NWT_Info network;
     fgCopyText(network.m_strDataPath, FILE_RECORD);
     network.m_nInterfaceINVSize = network.m_nInterfaceNameSize = SMALL_SIZE;
-    fStates(input, [] {
+    fStates(input, [&] {
         network.fGetInterfaceINV();
         network.fMatchNicName("eth0");
+        network.fAddExtNicTAQ();
         network.fInterfaceChangeCheck();
         fgFuzzMust(network.fInterfaceChangeCheck() != 1, "what was seen has not changed");
     });

@@ -1,3 +1,7 @@
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
 #include "collect/MM_CPU_Info.h"
 #include "collect/MM_INIT_Info.h"
 #include "collect/MM_LA_Info.h"
@@ -9,12 +13,18 @@
 
 namespace
 {
-template <int KERNEL_MINOR> void fCpuLine(std::string_view input)
+constexpr CPU_VALUE COLUMNS_FOUR[] = {CPU_USER, CPU_WAIT, CPU_SYSTEM, CPU_IDLE};
+constexpr CPU_VALUE COLUMNS_FIVE[] = {CPU_USER, CPU_NICE, CPU_SYSTEM, CPU_IDLE, CPU_WAIT};
+
+template <int KERNEL_MINOR, const auto& COLUMNS> void fCpuLine(std::string_view input)
 {
     const CFuzzText text(input);
     unsigned long long counters[CPU_VALUES];
     const char* end = fgParseCpuLine(text, KERNEL_MINOR, counters);
-    fgFuzzMust(end >= text && end <= text + text.fView().size(), "a line of a CPU ends in its text");
+    char* at = text + strcspn(text, " \n");
+    for (const CPU_VALUE column : COLUMNS)
+        fgFuzzMust(counters[column] == strtoull(at, &at, 10), "counters are what strtoull gives");
+    fgFuzzMust(end == at, "a line of a CPU ends behind its last counter");
     unsigned long long shares[CPU_VALUES];
     unsigned long long previous[CPU_VALUES] = {1, 2, 3, 4, 5};
     CSSUtil().fGetCpuPct(CPU_VALUES, shares, counters, previous);
@@ -59,10 +69,17 @@ void fVm(std::string_view input)
 void fLoad(std::string_view input)
 {
     const CFuzzText text(input);
+    int w[LOAD_AVERAGES];
+    int h[LOAD_AVERAGES];
+    int running = 0;
+    int all = 0;
+    const int values =
+        sscanf(text, "%d.%d %d.%d %d.%d %d/%d", &w[0], &h[0], &w[1], &h[1], &w[2], &h[2], &running, &all);
     int queue = 0;
-    fgFuzzMust(!fgParseRunQueue(text, queue) || queue >= 0, "a run queue is not below 0");
+    fgFuzzMust(fgParseRunQueue(text, queue) == (values == 8), "a run queue is taken as by sscanf");
+    fgFuzzMust(queue >= 0, "a run queue is not below 0");
     double averages[LOAD_AVERAGES];
-    fgParseLoadAverages(text, averages);
+    fgFuzzMust(fgParseLoadAverages(text, averages) == (values >= 6), "averages are taken as by sscanf");
 }
 
 void fRelease(std::string_view text)
@@ -73,8 +90,15 @@ void fRelease(std::string_view text)
         fgFuzzMust(number >= 0, "a number of a release is not below 0");
 }
 
-constexpr FUZZ_READER READERS[] = {
-    fCpuLine<4>,        fCpuLine<6>, fInterrupts, fMemory, fSwap<fgParseOldSwap>,
-    fSwap<fgParseSwap>, fVmOld,      fVm,         fLoad,   fRelease};
+constexpr FUZZ_READER READERS[] = {fCpuLine<4, COLUMNS_FOUR>,
+                                   fCpuLine<6, COLUMNS_FIVE>,
+                                   fInterrupts,
+                                   fMemory,
+                                   fSwap<fgParseOldSwap>,
+                                   fSwap<fgParseSwap>,
+                                   fVmOld,
+                                   fVm,
+                                   fLoad,
+                                   fRelease};
 const CFuzzTarget TARGET("kernel", [](std::string_view input) { fgFuzzDispatch(READERS, input); });
 } // namespace

@@ -4,7 +4,7 @@
 #include "lib/CheckNfs.h"
 #include "lib/NfsTcpCheck.h"
 
-// Sources of NFS mounts, and addresses.
+// Sources of NFS mounts, and addresses, those of servers' ports among them.
 
 namespace
 {
@@ -20,6 +20,7 @@ void fSource(std::string_view input)
     in_addr address;
     if (inet_pton(AF_INET, text, &address) == 1)
         fgFuzzMust(loose == 1 && strict == 1, "an address passes both tests");
+    fgFuzzMust(fgUniversalPort(input) <= 0xFFFF, "a port has two bytes");
 }
 
 const CFuzzTarget TARGET("nfs", fSource);

@@ -28,6 +28,7 @@ template <int ROWS> void fCpu(std::string_view input)
 {
     g_nCpuStrType = ROWS;
     CMM_CPU_Info cpu;
+    *CMM_INIT_Info::m_pstOsVersion = {6, 1, 0};
     double elapsed = 0;
     fMoments(input, "/proc/stat", [&] {
         cpu.fMGetCpu();
@@ -54,25 +55,27 @@ template <int ROWS> void fDisk(std::string_view input)
     });
 }
 
+// The kernel's reserve has the first moment's text as well.
 void fMemory(std::string_view input)
 {
     CMM_MEM_Info memory;
     fgFuzzWrite(fgFuzzHost("/proc/vmstat").c_str(), "pswpin 1\npswpout 2\n");
+    fgFuzzWrite(fgFuzzHost("/proc/sys/vm/min_free_kbytes").c_str(), input.substr(0, input.find('\f')));
     fMoments(input, "/proc/meminfo", [&] {
         memory.fPushGatherMem();
         memory.fMGetSwap();
     });
 }
 
-// The moments are those of /proc/vmstat, the context switches of /proc/stat stand still.
-void fPaging(std::string_view input)
+// The moments are those of one file, what else is read stands still.
+template <int MINOR> void fPaging(std::string_view input)
 {
     CMM_VM_Info paging;
-    *CMM_INIT_Info::m_pstOsVersion = {2, 6, 32};
+    *CMM_INIT_Info::m_pstOsVersion = {2, MINOR, 32};
     fgFuzzWrite(fgFuzzHost("/proc/stat").c_str(), "ctxt 5\n");
     fgFuzzWrite(fgFuzzHost("/proc/loadavg").c_str(), "0.05 0.10 0.15 3/80 1234\n");
-    double elapsed = 0;
-    fMoments(input, "/proc/vmstat", [&] { paging.fMGetVmStat(elapsed++); });
+    fgFuzzWrite(fgFuzzHost("/proc/1/stat").c_str(), "1 (init) S 0 1 1 0 -1 0 7 8 9 10");
+    fMoments(input, MINOR == 4 ? "/proc/stat" : "/proc/vmstat", [&] { paging.fMTarnisGetPage(1); });
 }
 
 // Behind a moment of stat: statm, io and the command line, without which status counts.
@@ -86,11 +89,17 @@ void fProcess(std::string_view input)
     for (const char* file : {"/proc/1/stat", "/proc/1/statm", "/proc/1/io", "/proc/1/cmdline",
                              "/proc/1/status", "/proc/meminfo", "/proc/uptime"})
         fgFuzzWrite(fgFuzzHost(file).c_str(), fgFuzzPart(input));
-    process.fMGetProc(1);
-    process.fMGetProc(1);
-    fgFuzzMust(process.fMGetNProcs() <= 1, "there is one process");
+    for (const int kept : {0, 5, 5}) { // descriptors
+        g_nProcKeepFdMax = kept;
+        process.fMGetProc(1);
+        fgFuzzMust(process.fMGetNProcs() <= 1, "there is one process");
+    }
+    const auto work = std::make_unique<proc_s>();
+    const auto record = std::make_unique<_ST_PROC>();
+    process.fMReadProcTable(1, work.get(), record.get(), 1024, 100, 0);
 }
 
-constexpr FUZZ_READER READERS[] = {fCpu<0>, fCpu<1>, fDisk<0>, fDisk<1>, fMemory, fPaging, fProcess};
+constexpr FUZZ_READER READERS[] = {fCpu<0>, fCpu<1>,    fDisk<0>, fDisk<1>,
+                                   fMemory, fPaging<6>, fProcess, fPaging<4>};
 const CFuzzTarget TARGET("samples", [](std::string_view input) { fgFuzzDispatch(READERS, input); });
 } // namespace

@@ -143,22 +143,6 @@ private:
     const CDescriptor m_clSocket;
 };
 
-// The port of a universal address, such as 2049 of "::1.8.1": its last two numbers are the port's bytes.
-unsigned fUniversalPort(std::string_view address)
-{
-    unsigned bytes[2] = {};
-    for (int place = 1; place >= 0; place--) {
-        const size_t dot = address.rfind('.');
-        if (dot == address.npos) return 0;
-        const std::string_view number = address.substr(dot + 1);
-        const char* end = number.data() + number.size();
-        const auto [stop, error] = std::from_chars(number.data(), end, bytes[place]);
-        if (error != std::errc() || stop != end || bytes[place] > 255) return 0;
-        address = address.substr(0, dot);
-    }
-    return bytes[0] * 256 + bytes[1];
-}
-
 bool_t fXdrUniversal(XDR* stream, char** text)
 {
     return xdr_string(stream, text, UNIVERSAL_SIZE - 1);
@@ -174,7 +158,7 @@ unsigned fGetAddress(CLIENT* rpcbind, rpcvers_t version, timeval wait)
     char* at = address;
     const clnt_stat status =
         clnt_call(rpcbind, RPCBPROC_GETADDR, fgXdr(xdr_rpcb), &wanted, fgXdr(fXdrUniversal), &at, wait);
-    return status == RPC_SUCCESS ? fUniversalPort(address) : 0;
+    return status == RPC_SUCCESS ? fgUniversalPort(address) : 0;
 }
 
 // The TCP port of a version of NFS; 0 when the server does not tell one.
@@ -265,4 +249,19 @@ NFS_ANSWER fgAskNfsByTcp(std::string_view host)
     if (fgStartDetached(fAskBody, handed.get()) != 0) return NFS_SILENT;
     static_cast<void>(handed.release()); // the thread's
     return question->fAwait();
+}
+
+unsigned fgUniversalPort(std::string_view address)
+{
+    unsigned bytes[2] = {};
+    for (int place = 1; place >= 0; place--) {
+        const size_t dot = address.rfind('.');
+        if (dot == address.npos) return 0;
+        const std::string_view number = address.substr(dot + 1);
+        const char* end = number.data() + number.size();
+        const auto [stop, error] = std::from_chars(number.data(), end, bytes[place]);
+        if (error != std::errc() || stop != end || bytes[place] > 255) return 0;
+        address = address.substr(0, dot);
+    }
+    return bytes[0] * 256 + bytes[1];
 }

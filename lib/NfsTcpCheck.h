@@ -19,3 +19,7 @@ enum NFS_ANSWER
 // resolver and server do. The work is done by a thread that may outlast the call, at most by what the
 // resolver takes; all it uses is its own.
 NFS_ANSWER fgAskNfsByTcp(std::string_view host);
+
+// The port of a universal address (RFC 5665), such as 2049 of "::1.8.1": its last two numbers are the port's
+// bytes. 0 when it ends in something else.
+unsigned fgUniversalPort(std::string_view address);
