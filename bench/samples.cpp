@@ -110,11 +110,10 @@ public:
         fReadAll("/proc/net/dev");
         const CDescriptor reader(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         if (!asks) return;
-        const CDescriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         for (const std::string& name : m_strNames) {
             ifreq request = {};
             fgCopyText(request.ifr_name, name);
-            ioctl(probe.fGet(), SIOCGIFFLAGS, &request);
+            ioctl(reader.fGet(), SIOCGIFFLAGS, &request);
         }
     }
 
@@ -259,7 +258,7 @@ int main()
         {"memory", SAMPLE_MEMORY, true, [] { fReadFirst({"/proc/meminfo"}); }, [&] { memory.fMGetMem(); }},
         {"swap", SAMPLE_SWAP, true,
          [] {
-             fReadFirst({"/proc/meminfo", "/proc/stat", "/proc/meminfo", "/proc/vmstat"});
+             fReadFirst({"/proc/meminfo", "/proc/stat", "/proc/vmstat"});
          },
          [&] { memory.fMGetSwap(); }},
         {"filesystems, records", SAMPLE_FILESYSTEMS, false, [&] { mounts.fRun(); },
