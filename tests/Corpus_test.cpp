@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -40,6 +42,42 @@ TEST_P(Corpus, IsTakenWithoutAFault)
         inputs++;
     }
     EXPECT_GT(inputs, 0);
+}
+
+// Numbers to text and back against stdio, where chance finds faults that no mutation of bytes does: halves of
+// the last decimal, and texts of pieces of numbers.
+TEST(GeneratedNumbers, AreThoseOfStdio)
+{
+    const CFuzzTarget* numbers = fTargets()[0];
+    for (const CFuzzTarget* target : fTargets())
+        if (std::string_view(target->fName()) == "numbers") numbers = target;
+    const char* const pieces[] = {"0",
+                                  "7",
+                                  "42",
+                                  "-",
+                                  "+",
+                                  " ",
+                                  "\t",
+                                  "0x",
+                                  "0X",
+                                  "ff",
+                                  "A",
+                                  "9",
+                                  ".",
+                                  ",",
+                                  "18446744073709551615",
+                                  "9223372036854775808",
+                                  "2147483648"};
+    std::mt19937_64 random(1);
+    for (int i = 0; i < 20000; i++) {
+        const double near = static_cast<double>(random() % 2000001) / 200 - 5000;
+        for (const double value : {near, double{static_cast<float>(near)}, std::bit_cast<double>(random())})
+            numbers->fTake("a" + std::string(reinterpret_cast<const char*>(&value), sizeof(value)));
+        std::string text = "b";
+        for (auto n = random() % 5; n > 0; n--)
+            text += pieces[random() % std::size(pieces)];
+        numbers->fTake(text);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(, Corpus, testing::ValuesIn(fTargets()),
