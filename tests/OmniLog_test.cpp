@@ -71,6 +71,7 @@ TEST_F(CLogTest, LineForms)
         for (const auto& [mode, level, line, text] : {std::tuple(1, 1, 0, "[DEBUG][m.cpp]text\n"),
                                                       {2, 2, 0, "[INFO][m.cpp]text\n"},
                                                       {2, 3, 42, "[INFO][m.cpp][42]text\n"},
+                                                      {2, 1, 0, ""},
                                                       {1, 4, 0, ""}})
         {
             m_stLog.fSetLogMode(mode);
@@ -205,14 +206,14 @@ TEST_F(CLogTest, QueueHoldsAtMost501CutMessages)
     EXPECT_TRUE(fFiles().empty());
 }
 
-// Four callers write the same line at once, and the log holds each of them whole.
-void fExpectAllOfFour(COmniLog& log, const std::string& line, FILES (*files)())
+// Four callers write the same line at once, so many times each, and the log holds each of them whole.
+void fExpectAllOfFour(COmniLog& log, const std::string& line, int times, FILES (*files)())
 {
     std::string all;
-    for (int count = 0; count < 80; ++count)
+    for (int count = 0; count < 4 * times; ++count)
         all += line;
-    const auto write = [&log] {
-        for (int count = 0; count < 20; ++count)
+    const auto write = [&] {
+        for (int count = 0; count < times; ++count)
             log.fLogWrite(LOG_DEBUG, 42, "m.cpp", "text");
     };
     {
@@ -225,8 +226,9 @@ void fExpectAllOfFour(COmniLog& log, const std::string& line, FILES (*files)())
 TEST_F(CLogTest, ManyThreadsWrite)
 {
     m_stLog.fSetLogMode(1);
+    m_stLog.fSetLogSize(1, 1);
     EXPECT_EQ(1, m_stLog.fSetThreadChk(1));
-    fExpectAllOfFour(m_stLog, "[DEBUG][m.cpp][42]text\n", fFiles);
+    fExpectAllOfFour(m_stLog, "[DEBUG][m.cpp][42]text\n", 500, fFiles);
 
     fs::remove(m_stLog.m_pstrLogFile);
     static COmniLog* queued; // lives on, as its thread does
@@ -234,7 +236,7 @@ TEST_F(CLogTest, ManyThreadsWrite)
     queued->fSetLogPath(LOGS.c_str());
     EXPECT_EQ("l_pclMsgQData===NULL", fgTold([] {
                   queued->fGetMessageQueue()->push(nullptr); // reported and passed over
-                  fExpectAllOfFour(*queued, "[INFO][m.cpp][42]text\n", fFiles);
+                  fExpectAllOfFour(*queued, "[INFO][m.cpp][42]text\n", 20, fFiles);
               }));
 }
 } // namespace

@@ -167,15 +167,6 @@ bool fgAwait(const std::function<bool()>& so)
     return true;
 }
 
-// One that has ended and that nobody has collected has "Z" as its state, or has no entry any more.
-bool fgHasEnded(const std::string& pidFile)
-{
-    const std::string pid = fgReadFile(pidFile);
-    if (pid.empty()) return false;
-    const std::string stat = fgReadFile("/proc/" + pid.substr(0, pid.find('\n')) + "/stat");
-    return stat.empty() || stat.find(") Z ") != std::string::npos;
-}
-
 std::string fgTold(const std::function<void()>& call)
 {
     testing::internal::CaptureStderr();

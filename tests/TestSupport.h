@@ -96,8 +96,6 @@ std::string fgReadable(std::string_view table);
 
 // Waits until something is so, for at most 20 seconds; false when it never was.
 bool fgAwait(const std::function<bool()>& so);
-// Has the process whose number the file holds, once it holds one, ended?
-bool fgHasEnded(const std::string& pidFile);
 
 // What the call writes to standard error.
 std::string fgTold(const std::function<void()>& call);
