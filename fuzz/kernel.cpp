@@ -1,6 +1,5 @@
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "collect/MM_CPU_Info.h"
 #include "collect/MM_INIT_Info.h"
@@ -21,7 +20,7 @@ template <int KERNEL_MINOR, const auto& COLUMNS> void fCpuLine(std::string_view 
     const CFuzzText text(input);
     unsigned long long counters[CPU_VALUES];
     const char* end = fgParseCpuLine(text, KERNEL_MINOR, counters);
-    char* at = text + strcspn(text, " \n");
+    char* at = CSSUtil().fSkipToken(text);
     for (const CPU_VALUE column : COLUMNS)
         fgFuzzMust(counters[column] == strtoull(at, &at, 10), "counters are what strtoull gives");
     fgFuzzMust(end == at, "a line of a CPU ends behind its last counter");

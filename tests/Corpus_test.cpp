@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -40,6 +43,25 @@ TEST_P(Corpus, IsTakenWithoutAFault)
         inputs++;
     }
     EXPECT_GT(inputs, 0);
+}
+
+// Numbers to text and back against stdio, where chance finds faults that no change of a byte does: at halves
+// of the last decimal, and in texts made of parts of this one.
+TEST(GeneratedNumbers, AreThoseOfStdio)
+{
+    constexpr std::string_view PARTS = "18446744073709551615 -0x7fA 0X+42,9223372036854775808\t.2147483648-+";
+    const auto targets = fTargets();
+    const auto numbers = std::ranges::find(targets, std::string_view("numbers"), &CFuzzTarget::fName);
+    std::mt19937_64 random(1);
+    for (int i = 0; i < 50000; i++) {
+        const double near = static_cast<double>(random() % 2000001) / 200 - 5000;
+        for (const double value : {near, double{static_cast<float>(near)}, std::bit_cast<double>(random())})
+            (*numbers)->fTake("a" + std::string(reinterpret_cast<const char*>(&value), sizeof(value)));
+        std::string text = "b";
+        for (auto n = random() % 5; n > 0; n--)
+            text += PARTS.substr(random() % PARTS.size(), random() % 22);
+        (*numbers)->fTake(text);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(, Corpus, testing::ValuesIn(fTargets()),

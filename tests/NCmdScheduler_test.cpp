@@ -1,48 +1,37 @@
 #include "lib/NCmdScheduler.h"
 
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <string>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
-#include "driver/RunConfig.h"
-#include "lib/OmniLog.h"
 #include "lib/SharedFlag.h"
 #include "tests/TestSupport.h"
-
-namespace fs = std::filesystem;
 
 namespace
 {
 class CSchedulerTest : public testing::Test
 {
 protected:
-    CSchedulerTest() : m_strHome(m_Tree.fPath("agent/cmd") + "/")
+    CSchedulerTest()
     {
         g_pclOmniLog->fSetThreadChk(1);
         m_Scheduler.fSetCmdSchedulerHomePath(m_strHome.c_str());
     }
-    void fSetUpAs(int type) { m_Scheduler.m_nCmdSchedulerType = type; }
     int fSave(std::string key, const std::string& cmd)
     {
         return m_Scheduler.fCmdSave(key.data(), cmd.c_str());
     }
     std::string fTop(const char* name) const { return m_Tree.fPath(name); }
     bool fLogged(const std::string& text) const { return m_Log.fLines().back().ends_with("]" + text); }
-    // Saves the same commands from four threads.
+    // Saves the same 50 commands from four threads.
     void fSaveFromFour(const std::string& cmd)
     {
-        std::vector<std::thread> threads;
-        for (int thread = 0; thread < 4; ++thread)
-            threads.emplace_back([&] {
-                for (int key = 10; key < 60; ++key)
-                    fSave("k" + std::to_string(key), cmd);
-            });
-        for (std::thread& thread : threads)
-            thread.join();
+        const auto save = [&] {
+            for (int key = 10; key < 60; ++key)
+                fSave("k" + std::to_string(key), cmd);
+        };
+        const std::jthread callers[] = {std::jthread(save), std::jthread(save), std::jthread(save),
+                                        std::jthread(save)};
     }
     // A command that ends when the file "go" is there, or in the end without it.
     std::string fUntilGo() const
@@ -52,7 +41,7 @@ protected:
 
     CTestTree m_Tree;
     CTestLog m_Log;
-    std::string m_strHome;
+    std::string m_strHome = m_Tree.fPath("agent/cmd/");
     CCmdScheduler m_Scheduler;
 };
 
@@ -80,25 +69,23 @@ TEST_F(CSchedulerTest, FileModeWritesOneFileForAPendingKeyOrRuns)
     char key[] = "cpu inv/1";
     EXPECT_EQ(0, m_Scheduler.fCmdSave(key, "x"));
     EXPECT_STREQ("cpu_inv_1", key);
+    EXPECT_TRUE(fLogged("command save success[" + file + "] : x"));
+    EXPECT_EQ(1, m_Scheduler.m_nCmdSaveFlag);
+    // A literal: a key that needs no change is not written to.
+    EXPECT_EQ(0, m_Scheduler.fCmdSave(const_cast<char*>("cpu_inv_1"), "y"));
+    EXPECT_TRUE(fLogged("command already save [" + file + "]-skip : y"));
     EXPECT_EQ("x", fgReadFile(file));
     struct stat state = {};
     ASSERT_EQ(0, lstat(file.c_str(), &state));
     EXPECT_EQ(static_cast<mode_t>(S_IFREG | 0600), state.st_mode);
     EXPECT_FALSE(fs::exists(fTop("elsewhere")));
-    EXPECT_TRUE(fLogged("command save success[" + file + "] : x"));
-    EXPECT_EQ(1, m_Scheduler.m_nCmdSaveFlag);
 
-    // A literal: a key that needs no change is not written to.
-    EXPECT_EQ(0, m_Scheduler.fCmdSave(const_cast<char*>("cpu_inv_1"), "y"));
-    EXPECT_EQ("x", fgReadFile(file));
-    EXPECT_TRUE(fLogged("command already save [" + file + "]-skip : y"));
     fSaveFromFour("x");
     EXPECT_EQ(50, m_Log.fCount("command save success[" + m_strHome + "shcmd_k"));
     EXPECT_EQ(150, m_Log.fCount("command already save [" + m_strHome + "shcmd_k"));
-    const std::string longKey(300, 'k'); // no file system takes such a name
-    EXPECT_EQ(-1, fSave(longKey, "x"));
-    for (const fs::directory_entry& entry : fs::directory_iterator(m_strHome))
-        EXPECT_FALSE(entry.path().filename().string().starts_with(".shcmd_")) << "a draft is left behind";
+    EXPECT_EQ(-1, fSave(std::string(300, 'k'), "x")) << "no file system takes such a name";
+    for (const std::string& name : fgNames(m_strHome))
+        EXPECT_FALSE(name.starts_with(".shcmd_")) << "a draft is left behind";
 
     m_Scheduler.m_nCmdRunFlag = 1; // at once, and no file
     EXPECT_EQ(0, fSave("now", "echo done > " + fTop("out")));
@@ -131,7 +118,7 @@ TEST_F(CSchedulerTest, ListsTheLineThatIsRun)
 
 TEST_F(CSchedulerTest, ListCycleStartsEachCommandOnceAndForgetsIt)
 {
-    fSetUpAs(CMD_TYPE_LIST);
+    m_Scheduler.m_nCmdSchedulerType = CMD_TYPE_LIST;
     EXPECT_EQ(0, fSave("inv/1", fUntilGo() + "; echo slow >> " + fTop("out") + "; (exit 3)"));
     EXPECT_EQ(0, fSave("inv 2", "echo quick >> " + fTop("out") + " &"));
     const std::string result = m_Scheduler.m_CmdList.front()->l_pstrResultFile;
@@ -149,7 +136,7 @@ TEST_F(CSchedulerTest, ListCycleStartsEachCommandOnceAndForgetsIt)
 
 TEST_F(CSchedulerTest, ListChangesWhileItIsWorkedOff)
 {
-    fSetUpAs(CMD_TYPE_LIST);
+    m_Scheduler.m_nCmdSchedulerType = CMD_TYPE_LIST;
     // Closes the group that the line is put in, so that the start takes as long as we like.
     fSave("k", "true); touch " + fTop("began") + "; " + fUntilGo() + "; ( true");
     std::thread cycle([this] { m_Scheduler.fCmdListCycle(); });
@@ -164,12 +151,11 @@ TEST_F(CSchedulerTest, ListChangesWhileItIsWorkedOff)
 
 TEST_F(CSchedulerTest, QueueHoldsSoManyAndRunsThemInTurn)
 {
-    fSetUpAs(CMD_TYPE_QUEUE);
+    m_Scheduler.m_nCmdSchedulerType = CMD_TYPE_QUEUE;
     EXPECT_EQ(-1, fSave("k", "true"));
     EXPECT_EQ(1, m_Log.fCount("cmdQueue push failed"));
     m_Scheduler.m_pcQueue = new Queue<MessageQData*>; // the scheduler's from here
     EXPECT_EQ(0, m_Scheduler.fCmdQueueCycle());
-
     const std::string cmd = "echo 1 >> " + fTop("out") + "; sleep 0.05; echo 2 >> " + fTop("out");
     EXPECT_EQ(0, fSave("k", cmd));
     EXPECT_EQ(0, m_Scheduler.fCmdQueuePush(nullptr)); // passed over
@@ -179,7 +165,6 @@ TEST_F(CSchedulerTest, QueueHoldsSoManyAndRunsThemInTurn)
     EXPECT_EQ(0, m_Log.fCount("overflow"));
     EXPECT_EQ(0, m_Scheduler.fCmdQueuePush("true"));
     EXPECT_EQ(1, m_Log.fCount("cmdQueue count overflow-skip [51]"));
-
     for (int left = 51; left > 47; --left)
         EXPECT_EQ(left, m_Scheduler.fCmdQueueCycle());
     EXPECT_EQ("1\n2\n3\n", fgReadFile(fTop("out")));
@@ -188,8 +173,8 @@ TEST_F(CSchedulerTest, QueueHoldsSoManyAndRunsThemInTurn)
 TEST_F(CSchedulerTest, FileModeCallsTheScriptsOfTheHomeFolder)
 {
     const std::string home = fTop("it's & blank") + "/";
-    for (const char* script : {"cmd_scd_start.sh", "cmd_scd_stop.sh"})
-        m_Tree.fReplaceScript(std::string("it's & blank/") + script,
+    for (const char* script : {"start", "stop"})
+        m_Tree.fReplaceScript("it's & blank/cmd_scd_" + std::string(script) + ".sh",
                               "#!/bin/sh\necho \"$0 $# $1\" >> \"$1out\"\nexit 1\n");
     m_Scheduler.m_nCmdSaveFlag = 1;
     m_Scheduler.fSetCmdSchedulerHomePath(home.c_str());
@@ -199,19 +184,18 @@ TEST_F(CSchedulerTest, FileModeCallsTheScriptsOfTheHomeFolder)
     EXPECT_FALSE(fs::exists(home + "out"));
     fgStoreFlag(g_nCmdSync, 0);
     start.join();
-    EXPECT_EQ(0, m_Scheduler.m_nCmdSaveFlag);
-    fSetUpAs(CMD_TYPE_QUEUE); // stops with the script as well
+    m_Scheduler.m_nCmdSchedulerType = CMD_TYPE_QUEUE; // stops with the script as well
     EXPECT_EQ(1, m_Scheduler.fCmdSchedulerStop());
     EXPECT_EQ(home + "cmd_scd_start.sh 1 " + home + "\n" + home + "cmd_scd_stop.sh 1 " + home + "\n",
               fgReadFile(home + "out"));
-    EXPECT_EQ(0, fgLoadFlag(g_nCmdSync));
+    EXPECT_EQ(0, fgLoadFlag(g_nCmdSync) + m_Scheduler.m_nCmdSaveFlag);
 }
 
 // The threads live as long as their process: they are started in a child that is left without clearing up.
 TEST_F(CSchedulerTest, ThreadsAreStartedOnce)
 {
     for (const int type : {CMD_TYPE_LIST, CMD_TYPE_QUEUE}) {
-        fSetUpAs(type);
+        m_Scheduler.m_nCmdSchedulerType = type;
         const auto start = [&] {
             bool good = m_Scheduler.fCmdSchedulerStart() == 1 && m_Scheduler.m_nThreadStart == 1;
             good = m_Scheduler.fCmdSchedulerStart() == 1 && fSave("k", "true") == 0 && good;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sys/wait.h>
@@ -11,8 +10,6 @@
 #include <unistd.h>
 
 #include "lib/FixedText.h"
-
-namespace fs = std::filesystem;
 
 namespace
 {
@@ -170,11 +167,35 @@ bool fgAwait(const std::function<bool()>& so)
     return true;
 }
 
-// One that has ended and that nobody has collected has "Z" as its state, or has no entry any more.
-bool fgHasEnded(const std::string& pidFile)
+std::string fgTold(const std::function<void()>& call)
 {
-    const std::string pid = fgReadFile(pidFile);
-    if (pid.empty()) return false;
-    const std::string stat = fgReadFile("/proc/" + pid.substr(0, pid.find('\n')) + "/stat");
-    return stat.empty() || stat.find(") Z ") != std::string::npos;
+    testing::internal::CaptureStderr();
+    call();
+    return testing::internal::GetCapturedStderr();
+}
+
+std::vector<std::string> fgNames(const std::string& folder)
+{
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder))
+        names.push_back(entry.path().filename());
+    std::ranges::sort(names);
+    return names;
+}
+
+void fgCheckTranscript(const std::string& name)
+{
+    const std::string expected = fgReadFile(std::string(HOSTMETRICS_FIXTURES "/") + name);
+    std::string text;
+    for (const std::string& line : fgSplit(expected, "\n")) {
+        if (!line.starts_with("$ ") && !line.starts_with("# ")) continue;
+        text += line + "\n";
+        if (line[0] == '#') continue;
+        const ST_TEST_RUN run = fgRunCommand(line.substr(2));
+        text += fgReadable(run.l_strOut);
+        if (!text.ends_with('\n')) text += "[no newline]\n";
+        text += run.l_strErr;
+        if (run.l_nStatus != 0) text += "[" + std::to_string(run.l_nStatus) + "]\n";
+    }
+    EXPECT_EQ(expected, text) << name;
 }

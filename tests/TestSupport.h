@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -8,6 +9,8 @@
 
 #include "driver/RunConfig.h"
 #include "lib/OmniLog.h"
+
+namespace fs = std::filesystem;
 
 // What many tests stand on: a throw-away working tree, fixture machines, and a log that is read back. The
 // deleted assignments forbid copies as well.
@@ -93,5 +96,14 @@ std::string fgReadable(std::string_view table);
 
 // Waits until something is so, for at most 20 seconds; false when it never was.
 bool fgAwait(const std::function<bool()>& so);
-// Has the process whose number the file holds, once it holds one, ended?
-bool fgHasEnded(const std::string& pidFile);
+
+// What the call writes to standard error.
+std::string fgTold(const std::function<void()>& call);
+
+// The names in a folder, in order.
+std::vector<std::string> fgNames(const std::string& folder);
+
+// Runs the commands of a transcript below tests/fixtures and compares it with what they do. Behind a line
+// "$ COMMAND" stands what it prints, errors last, tables without the first bytes of their separators; then
+// its status, as in "[1]", unless that is 0. A line "# WHY" says what is shown.
+void fgCheckTranscript(const std::string& name);
