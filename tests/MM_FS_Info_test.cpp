@@ -125,6 +125,8 @@ TEST_F(FsInfo, ReportsWhatHoldsData)
     g_nExcludeFilesystemCnt = fgSetExcludeFilesystem("ext,ext4,nfs4");
     EXPECT_NE(fTable().find("\n1~/proc~proc~"), std::string::npos) << "whole names alone count then";
     EXPECT_EQ(m_clFs.fMGetNFileSys(), 2);
+    g_nExcludeFilesystemCnt = 1 << 30;
+    EXPECT_FALSE(fgSkipsFsType("none")) << "there are no more rows than there are";
 }
 
 TEST_F(FsInfo, TextPassesChooseByMountPointAndDepthAndAddUp)
