@@ -1,8 +1,6 @@
 #include "collect/BandwidthDiscovery.h"
 
 #include <filesystem>
-#include <gtest/gtest.h>
-#include <string>
 
 #include "driver/RunConfig.h"
 #include "lib/NCmdScheduler.h"
@@ -22,16 +20,8 @@ protected:
 
     void fInterface(const std::string& name, const char* speed, const char* duplex) const
     {
-        fHostFile("/sys/class/net/" + name + "/speed", speed);
-        fHostFile("/sys/class/net/" + name + "/duplex", duplex);
-    }
-    void fHostFile(const std::string& path, const std::string& text) const
-    {
-        fgWriteFile(m_clTree.fPath("host") + path, text);
-    }
-    void fScript(const std::string& name, const std::string& text) const
-    {
-        m_clTree.fReplaceScript("agent/bin/shell/LINUX/" + name, "#!/bin/sh\n" + text);
+        m_clTree.fWrite("host/sys/class/net/" + name + "/speed", speed);
+        m_clTree.fWrite("host/sys/class/net/" + name + "/duplex", duplex);
     }
     // What was found, as "eth0=1000000/1 ".
     std::string fFound() const
@@ -55,16 +45,13 @@ protected:
 
 TEST_F(Bandwidth, LinesOfTheScriptsForAllInterfaces)
 {
-    fScript("ifname_bandwidth_duplex.sh",
-            "printf '%s\\n' 'VELKSC|eth0|1000000|2' 'VELKSC|eth0|5|1' 'VELKSC|eth1|5|1|' 'VELKSC|eth2|5' "
-            "'velksc|eth3|5|1' '' 'VELKSC|eth4|800000000|0'");
+    m_clTree.fScript(
+        "ifname_bandwidth_duplex.sh",
+        "printf '%s\\n' 'VELKSC|eth0|1000000|2' 'VELKSC|eth0|5|1' 'VELKSC|eth1|5|1|' 'VELKSC|eth2|5' "
+        "'velksc|eth3|5|1' '' 'VELKSC|eth4|800000000|0'");
     fgDiscoverBandwidthDuplex(m_clList, m_strScratch);
-    std::string lines;
-    for (const std::string& line : m_clLog.fLines())
-        lines += line.substr(strlen("[INFO][MM_NWT_Info.cpp]Bandwidth Duplex")) + ",";
-    EXPECT_EQ(lines,
-              " START,-add-set[eth0][1000000][2],-add-set[eth0][5][1],-add-set[eth4][800000000][0], END,");
-    fScript("ifname_bandwidth.sh", "printf 'eth0 1\\nno_blank\\neth1  10000 \\n'");
+    EXPECT_EQ(m_clLog.fLines(), fgSplit(fgFixture("interfaces/log"), "\n"));
+    m_clTree.fScript("ifname_bandwidth.sh", "printf 'eth0 1\\nno_blank\\neth1  10000 \\n'");
     fgDiscoverBandwidth(m_clList, m_strScratch);
     const std::string found = "eth0=1000000/2 eth4=800000000/0 eth1=10000/1 ";
     EXPECT_EQ(fFound(), found);
@@ -83,18 +70,7 @@ TEST_F(Bandwidth, LinesOfTheScriptsForAllInterfaces)
 
 TEST_F(Bandwidth, EachInterfaceByTheScriptsOfTheTree)
 {
-    fHostFile("/proc/net/bonding/bond0", "Bonding Mode: fault-tolerance (active-backup)\n"
-                                         "Currently Active Slave: eth1\nCurrently Active Slave: eth2\n");
-    fHostFile("/proc/net/bonding/bond1", "Bonding Mode: load balancing (round-robin)\n");
-    fHostFile("/proc/net/bonding/bond2", "Currently Active Slave: a;id\n");
-    fHostFile("/proc/net/bonding/bond3", "Currently Active Slave\n");
-    fHostFile("/sys/class/net/bonding_masters", "bond0 bond1\n");
-    fInterface("lo", "", "");
-    fInterface("bond0.100", "1", "full");
-    fInterface("bond1", "20000\n", "full\n");
-    fInterface("bond2", "1", "full");
-    fInterface("eth1", "10000\n", "half\n");
-    fInterface("eth2", "-1\n", "unknown\n");
+    fgRunCommand("cp -r " HOSTMETRICS_FIXTURES "/interfaces " + m_clTree.fPath("host"));
     for (const char* hostile : {"a;touch x", "$(touch x)", "`touch x`", "a|touch x", "a&b", "-x y"})
         fInterface(hostile, "1000", "full");
     fgDiscoverBandwidthEach(m_clList, m_strScratch);
@@ -105,7 +81,7 @@ TEST_F(Bandwidth, EachInterfaceByTheScriptsOfTheTree)
     EXPECT_EQ(fLogged("Bandwidth [lo] GTR1") * 10 + fLogged("Bandwidth [eth2] GTR1"), 1);
     EXPECT_EQ(fLogged("interface name refused["), 7) << "six names and a slave";
     EXPECT_EQ(fgKilobits("2147484"), -2147483296) << "32 bits";
-    fScript("BandWidth.sh", "[ \"$1\" != eth1 ] || rm \"$2\"");
+    m_clTree.fScript("BandWidth.sh", "[ \"$1\" != eth1 ] || rm \"$2\"");
     fgDiscoverBandwidthEach(m_clList, m_strScratch);
     EXPECT_EQ(fLogged("Bandwidth failed(../aproc/shell/BandWidth_eth1.dat not found)"), 1);
 
@@ -118,7 +94,7 @@ TEST_F(Bandwidth, EachInterfaceByTheScriptsOfTheTree)
 
 TEST_F(Bandwidth, DuplexByAFileThatIsFresh)
 {
-    const std::string path = m_clTree.fPath("agent/aproc/shell/DuplexLinux.dat");
+    const std::string path = "../aproc/shell/DuplexLinux.dat";
     const auto age = [&path](int seconds) {
         const auto now = std::filesystem::file_time_type::clock::now();
         std::filesystem::last_write_time(path, now - std::chrono::seconds(seconds));

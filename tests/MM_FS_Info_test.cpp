@@ -1,15 +1,12 @@
 #include "collect/MM_FS_Info.h"
 
+#include <chrono>
 #include <cmath>
 #include <condition_variable>
-#include <cstring>
 #include <fcntl.h>
 #include <linux/fuse.h>
 #include <map>
-#include <memory>
 #include <mutex>
-#include <random>
-#include <sched.h>
 #include <sstream>
 #include <sys/mount.h>
 #include <sys/syscall.h>
@@ -72,14 +69,12 @@ protected:
         }
         g_stMade.l_clChanged.notify_all();
     }
-    // Mounts by device and path, each of 4000000 KB.
-    void fMount(const std::vector<std::pair<std::string, std::string>>& mounts, const char* type = "ext4")
+    // Mounts one more, of 4000000 KB.
+    void fMount(const std::string& device, const std::string& path, const std::string& type = "ext4")
     {
-        for (const auto& [device, path] : mounts) {
-            m_strMtab += device + " " + path + " " + type + " rw 0 0\n";
-            fMake("4096 1000000 0 0 0 0 " + path);
-        }
-        fgWriteFile(m_clTree.fPath("etc/mtab"), m_strMtab);
+        m_strMtab += device + " " + path + " " + type + " rw 0 0\n";
+        m_clTree.fWrite("etc/mtab", m_strMtab);
+        fMake("4096 1000000 0 0 0 0 " + path);
     }
     // What print_fs_v2 prints.
     std::string fRecords()
@@ -101,6 +96,7 @@ protected:
             table += text + "\n";
         return table;
     }
+    std::string fFirstRow() { return fgSplit(fTable(), "\n")[1]; }
 
     CTestTree m_clTree;
     CTestHost m_clHost;
@@ -111,7 +107,7 @@ protected:
 
 std::string fFixture(const std::string& name)
 {
-    return fgReadFile(HOSTMETRICS_FIXTURES "/filesystems/" + name);
+    return fgFixture("filesystems/" + name);
 }
 } // namespace
 
@@ -119,7 +115,7 @@ TEST_F(FsInfo, ReportsWhatHoldsData)
 {
     const CTestLog log;
     EXPECT_EQ(fRecords() + fTable(), "\n");
-    fgWriteFile(m_clTree.fPath("etc/mtab"), fFixture("mtab"));
+    m_clTree.fWrite("etc/mtab", fFixture("mtab"));
     fMake(fFixture("figures"));
     EXPECT_EQ(fRecords(), fFixture("records"));
     delete static_cast<_ST_FS*>(m_clFs.m_pclObjectBuffer->fGetObject(1));
@@ -132,12 +128,16 @@ TEST_F(FsInfo, ReportsWhatHoldsData)
     g_nExcludeFilesystemCnt = fgSetExcludeFilesystem("ext,ext4,nfs4");
     EXPECT_NE(fTable().find("\n1~/proc~proc~"), std::string::npos) << "whole names alone count then";
     EXPECT_EQ(m_clFs.fMGetNFileSys(), 2);
+    g_nExcludeFilesystemCnt = 1 << 30;
+    EXPECT_FALSE(fgSkipsFsType("none")) << "there are no more rows than there are";
 }
 
 TEST_F(FsInfo, TextPassesChooseByMountPointAndDepthAndAddUp)
 {
-    fMount({{"a", "/"}, {"b", "/home"}, {"c", "/home/user"}});
-    fMount({{"d", "/d"}}, "xfs");
+    fMount("a", "/");
+    fMount("b", "/home");
+    fMount("c", "/home/user");
+    fMount("d", "/d", "xfs");
     fMake("1024 3000000 2000000 1000000 70 30 /home");
     const CTestSetting depth(g_nFSTokenCount, 1);
     const CTestSetting totals(g_nVAGENT_type, 1);
@@ -153,27 +153,23 @@ TEST_F(FsInfo, TextPassesChooseByMountPointAndDepthAndAddUp)
     g_nFSTokenCount = 0;
     const CTestSetting included(g_nIncludeFilesystemCnt, 1);
     fgCopyText(g_strIncludeFilesystem[0], "/home/user");
-    EXPECT_EQ(fgSplit(fTable(), "\n")[1].substr(0, 15), "1~/home/user~c~");
-    fgCopyText(g_strIncludeFilesystem[0], "/none");
-    EXPECT_EQ(fgSplit(fTable(), "\n").size(), 2U) << "the header alone";
+    EXPECT_TRUE(fFirstRow().starts_with("1~/home/user~c~"));
     g_nIncludeFilesystemCnt = 0;
-    const std::string far(1100, 'x'); // fields are cut at 1024
-    for (const char* digit : {"/1", "/2", "/3", "/4", "/5", "/6"})
-        fMount({{far, digit + far}}, far.c_str());
-    EXPECT_EQ(fgSplit(fTable(), "\n")[10], "10~/6" + far.substr(0, 1022) + "~" + far.substr(0, 1024) +
-                                               "~4000000~4000000~0~100.00~0~0~0~0~0.00~0~" +
-                                               far.substr(0, 1024) + "~");
+    const std::string far(1100, 'x'), cut(1024, 'x');
+    m_strMtab.clear();
+    fMount(far, "/" + far, far);
+    EXPECT_EQ(fFirstRow(),
+              "1~/" + cut.substr(1) + "~" + cut + "~4000000~4000000~0~100.00~0~0~0~0~0.00~0~" + cut + "~");
 }
 
 TEST_F(FsInfo, NfsMountsAreListedAndAskedFirst)
 {
     const CTestLog log;
-    fMount({{"127.0.0.1:/a", "/mnt/nas"}}, "nfs");
+    fMount("127.0.0.1:/a", "/mnt/nas", "nfs");
     const std::string list = m_clTree.fPath("agent/aproc/shell/NFSList.dat");
     EXPECT_EQ(m_clFs.fGetFileSystem(), -1);
     EXPECT_EQ(fgReadFile(list), "/mnt/nas|127.0.0.1:/a\n");
     m_clFs.fSetNFSFlag(1);
-    EXPECT_EQ(m_clFs.fGetFileSystem(), 1);
     const CTestSetting check(g_nNfsStatusCheckFlag, 1);
     EXPECT_EQ(m_clFs.fGetFileSystem(), -1) << "nothing serves NFS version 2 here";
     EXPECT_EQ(log.fLines(), CTexts{"[INFO][MM_FS_Info.cpp]NFS Server connect failed(127.0.0.1:/a)"});
@@ -187,8 +183,8 @@ TEST_F(FsInfo, DatastoresComeInGroupsOfSix)
 {
     const CTestLog log;
     const CTestSetting totals(g_nVAGENT_type, 1);
-    fMount({});
-    m_clTree.fReplaceScript("agent/bin/shell/LINUX/VMWare_FS.sh", "#!/bin/sh\necho once >>../runs\n");
+    m_clTree.fWrite("etc/mtab", "");
+    m_clTree.fScript("VMWare_FS.sh", "echo once >>../runs");
     m_clFs.fSetVMFlag(1, 0);
     EXPECT_EQ(fRecords(), "");
     m_clFs.fSetVMFlag(1, 1);
@@ -211,7 +207,7 @@ TEST_F(FsInfo, ScriptTellsDatastoresOfBothKindsOfHosts)
     for (const std::string tool : {"", "esxcli", "vdf"}) { // the first of them counts that is there
         fgWriteFile("out", "old");
         if (!tool.empty()) {
-            fgWriteFile(m_clTree.fPath("tools/" + tool), "");
+            m_clTree.fWrite("tools/" + tool, "");
             m_clTree.fReplaceScript("tools/" + tool, "#!/bin/sh\ncat <<.\n" + fFixture(tool) + ".\n");
         }
         EXPECT_EQ(fgRunCommand(path + "./shell/LINUX/VMWare_FS.sh out; ls | grep out").l_strOut, "out\n");
@@ -219,30 +215,12 @@ TEST_F(FsInfo, ScriptTellsDatastoresOfBothKindsOfHosts)
     }
 }
 
-// Whatever bytes a file has: no fault, and names that end.
-TEST_F(FsInfo, DamagedFilesDoNoHarm)
-{
-    fMount({{"a", "/"}});
-    m_clFs.fSetVMFlag(1, 1);
-    std::mt19937 random(1);
-    for (int round = 0; round < 60; round++) {
-        std::string bad = fFixture("mtab") + fFixture("datastores") + std::string(random() % 3 * 40000, 'v');
-        for (int i = 0; i < 20; i++)
-            bad[random() % bad.size()] = static_cast<char>(random());
-        fgWriteFile(m_clTree.fPath("etc/mtab"), bad);
-        fgWriteFile("../aproc/shell/vmware_fs_inv.dat", bad);
-        m_clFs.fGetFileSystem();
-        m_clFs.fMGetFileSys();
-        while (const _ST_FS* record = m_clFs.fMGetFileSysNext())
-            ASSERT_LT(strlen(record->l_strFSname), FS_NAME_SIZE);
-    }
-}
-
 TEST_F(FsInfo, AMountThatDoesNotAnswerIsLeftAlone)
 {
     const CTestLog log;
     const CTestSetting limit(g_nFsStatTimeoutSec, 2);
-    fMount({{"a", "/dead"}, {"b", "/alive"}});
+    fMount("a", "/dead");
+    fMount("b", "/alive");
     fMake("0 0 0 0 0 0 /dead");
     g_stMade.l_nAsked = 0;
     EXPECT_EQ(CMM_FS_Info().fGetFileSystem(), 1) << "a collector that ends before the call it made";
@@ -258,55 +236,32 @@ TEST_F(FsInfo, AMountThatDoesNotAnswerIsLeftAlone)
     EXPECT_EQ(fgStatfs("/no/such/path", 1, figures), ENOENT);
 }
 
-// From here on: mounts of this host, in a mount namespace that the test process makes for itself and keeps.
-namespace
+// Mounts of this host, in a mount namespace of the test's own.
+TEST_F(FsInfo, FiguresAreThoseOfDf)
 {
-class Mounts : public testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        static const bool ours =
-            unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-        if (!ours) GTEST_SKIP() << "needs the right to mount";
-        // Whatever this host has that may not answer is none of the test's business.
-        g_nExcludeFilesystemCnt = fgSetExcludeFilesystem("autofs,nfs,nfs4,fuse,fuse.sshfs,cifs,proc");
-    }
-    void TearDown() override { fgRunCommand("umount -l " + m_clTree.fTop() + "/mnt/*"); }
-    // Mounts at a folder of the test; its path, or nothing.
-    std::string fMount(const char* name, const char* type, const std::string& options,
-                       const std::string& source = "test") const
-    {
-        const std::string path = m_clTree.fPath("mnt/" + std::string(name));
-        fgRunCommand("mkdir -p '" + path + "'");
-        const unsigned long flags = type == nullptr ? MS_BIND : 0;
-        return mount(source.c_str(), path.c_str(), type, flags, options.c_str()) == 0 ? path : "";
-    }
-    const _ST_FS* fFind(const std::string& path)
-    {
-        m_clFs.fMGetFileSys();
-        while (const _ST_FS* record = m_clFs.fMGetFileSysNext())
-            if (path == record->l_strFSname) return record;
-        return nullptr;
-    }
-    void fCompareWithDf(const std::string& path)
-    {
-        const _ST_FS* fs = fFind(path);
-        ASSERT_NE(fs, nullptr) << path;
+    if (!fgIsApart("--mount", "true")) return;
+    const std::string top = "cd " + m_clTree.fTop();
+    const ST_TEST_RUN df =
+        fgRunCommand(top + R"( && PATH=$PATH:/sbin:/usr/sbin && mkdir -p etc mnt/a\ b mnt/c mnt/d
+        mount -t tmpfs -o size=1500m,nr_inodes=1000 'test store' mnt/a\ b && mkdir mnt/a\ b/folder &&
+        head -c 3000000 /dev/zero >mnt/a\ b/folder/file && mount --bind mnt/a\ b/folder mnt/c &&
+        truncate -s 1200M image && mkfs.ext4 -qFm 10 image && mount -o loop image mnt/d &&
+        head -c 5000000 /dev/zero >mnt/d/file &&
+        grep $PWD/mnt /proc/self/mounts | sed s,$PWD,, >etc/mtab &&
+        df -k --sync --output=size,used,avail,itotal,iused,iavail,pcent mnt/* | tail -n +2 | tr -s ' ')");
+    std::string shown;
+    m_clFs.fMGetFileSys();
+    while (const _ST_FS* fs = m_clFs.fMGetFileSysNext()) {
         char text[256];
-        snprintf(text, sizeof(text), "%llu %llu %llu %llu %llu %llu %.0f%%", fs->l_ulTotDskSize,
+        snprintf(text, sizeof(text), " %llu %llu %llu %llu %llu %llu %.0f%%\n", fs->l_ulTotDskSize,
                  fs->l_ulUsdDskSize, fs->l_ulAvaDskSize, fs->l_ulTotIndSize, fs->l_ulUsdIndSize,
                  fs->l_ulFreIndSize, std::ceil(fs->l_dDskUsage));
-        EXPECT_EQ(fgRunCommand("echo $(df -k --sync --output=size,used,avail,itotal,iused,iavail,pcent '" +
-                               path + "' | tail -n 1)")
-                      .l_strOut,
-                  text + std::string("\n"))
-            << path;
+        shown += text;
     }
-    CTestTree m_clTree;
-    const CTestSetting<int> m_clExcluded{g_nExcludeFilesystemCnt, 0};
-    CMM_FS_Info m_clFs;
-};
+    fgRunCommand(top + " && umount mnt/*");
+    if (df.l_nStatus != 0) GTEST_SKIP() << "needs tmpfs, mkfs.ext4 and a loop device: " << df.l_strErr;
+    EXPECT_EQ(shown, df.l_strOut);
+}
 
 // Answers what statfs wants of a FUSE filesystem, until that is unmounted.
 void fAnswerFuse(int fuse)
@@ -326,37 +281,22 @@ void fAnswerFuse(int fuse)
         length = writev(fuse, parts, 2);
     }
 }
-} // namespace
 
-TEST_F(Mounts, FiguresAreThoseOfDf)
+TEST_F(FsInfo, AFilesystemWithoutAnAnswerHoldsNobodyUp)
 {
-    const std::string blanks = fMount("with some blanks", "tmpfs", "size=1500m,nr_inodes=1000", "test store");
-    fgWriteFile(blanks + "/folder/file", std::string(3000000, 'x'));
-    fCompareWithDf(blanks);
-    EXPECT_STREQ(fFind(blanks)->l_strDEVname, "test store");
-    fCompareWithDf(fMount("bound", nullptr, "", blanks + "/folder"));
-    const std::string image = m_clTree.fPath("image"), ext4 = m_clTree.fPath("mnt/ext4");
-    const ST_TEST_RUN run =
-        fgRunCommand("PATH=$PATH:/sbin:/usr/sbin; mkdir " + ext4 + "; truncate -s 1200M " + image +
-                     " && mkfs.ext4 -q -F -m 10 " + image + " && mount -o loop " + image + " " + ext4);
-    if (run.l_nStatus != 0) GTEST_SKIP() << "needs mkfs.ext4 and a loop device: " << run.l_strErr;
-    fgWriteFile(ext4 + "/file", std::string(5000000, 'x'));
-    fCompareWithDf(ext4);
-    EXPECT_GT(fFind(ext4)->l_ulFreDskSize, fFind(ext4)->l_ulAvaDskSize + 100000) << "what is reserved";
-}
-
-TEST_F(Mounts, AFilesystemWithoutAnAnswerHoldsNobodyUp)
-{
-    const CDescriptor fuse(open("/dev/fuse", O_RDWR | O_CLOEXEC));
-    const std::string dead = fMount(
-        "dead", "fuse.test", "fd=" + std::to_string(fuse.fGet()) + ",rootmode=40000,user_id=0,group_id=0");
-    if (dead.empty()) GTEST_SKIP() << "needs /dev/fuse";
+    if (!fgIsApart("--mount", "true")) return;
+    const CDescriptor fuse(open("/dev/fuse", O_RDWR | O_CLOEXEC)); // where nobody answers at first
+    const std::string dead = m_clTree.fPath("mnt");
+    fgRunCommand("mkdir " + dead);
+    const std::string options = "fd=" + std::to_string(fuse.fGet()) + ",rootmode=40000,user_id=0,group_id=0";
+    if (mount("test", dead.c_str(), "fuse.test", 0, options.c_str()) != 0) GTEST_SKIP() << "needs /dev/fuse";
     const CTestSetting limit(g_nFsStatTimeoutSec, 2);
+    m_clTree.fWrite("etc/mtab", "test /mnt fuse.test rw 0 0\n");
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(fFind(dead), nullptr);
+    EXPECT_EQ(m_clFs.fGetFileSystem(), -1);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     std::thread answers(fAnswerFuse, fuse.fGet());
-    EXPECT_TRUE(fgAwait([&] { return fFind(dead) != nullptr && fFind(dead)->l_ulAvaDskSize == 1000000; }));
+    EXPECT_TRUE(fgAwait([this] { return m_clFs.fGetFileSystem() == 1; })) << "once it answers";
     umount2(dead.c_str(), MNT_FORCE | MNT_DETACH); // ends the answers too
     answers.join();
 }

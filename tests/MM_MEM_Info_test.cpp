@@ -1,52 +1,44 @@
 #include "collect/MM_MEM_Info.h"
 
-#include <sstream>
-
 #include "collect/MM_VM_Info.h"
-#include "driver/RunConfig.h"
 #include "tests/TestSupport.h"
 
 namespace
 {
-using CFigures = std::vector<unsigned long>; // by MEM_VALUE or SWP_VALUE
+using CFigures = std::vector<unsigned long>; // by SWP_VALUE
 
-template <size_t N> CFigures fFigures(const unsigned long (&values)[N])
+CFigures fFigures(const unsigned long (&values)[SWP_VALUES])
 {
-    return {values, values + N};
+    return {values, values + SWP_VALUES};
 }
 
-// The text with the key of one line spoiled; as it is without a key.
-std::string fWithout(std::string text, const std::string& key)
+// The text with the keys of some lines spoiled.
+std::string fWithout(std::string text, const std::string& keys)
 {
-    if (!key.empty()) text.at(("\n" + text).find("\n" + key) + key.size() - 1) = '#';
+    for (const std::string& key : fgSplit(keys, " "))
+        text.at(("\n" + text).find("\n" + key) + key.size() - 1) = '#';
     return text;
 }
 
 // A kernel file with each number as long as 64 bits can be.
-std::string fLongest(const char* path)
+std::string fLongest(const std::string& path)
 {
-    std::istringstream lines(fgReadFile(path));
-    std::string text;
-    for (std::string name, rest; lines >> name && getline(lines, rest);)
-        text += name + rest.substr(0, rest.find_first_not_of(' ')) + "18446744073709551615" +
-                (rest.ends_with(" kB") ? " kB\n" : "\n");
-    return text;
+    return fgRunCommand("sed -E 's/ +[0-9]+/ 18446744073709551615/' " + path).l_strOut;
 }
 
-const std::string MEMINFO = fgReadFile(HOSTMETRICS_FIXTURES "/linux-6.12/t0/proc/meminfo");
-const std::string VMSTAT = fgReadFile(HOSTMETRICS_FIXTURES "/linux-6.12/t0/proc/vmstat");
+const std::string MEMINFO = fgFixture("linux-6.12/t0/proc/meminfo");
+const std::string VMSTAT = fgFixture("linux-6.12/t0/proc/vmstat");
 
 class MemInfo : public testing::Test
 {
 protected:
     void fPut(const std::string& file, const std::string& text) const
     {
-        fgWriteFile(m_clTree.fPath("proc/" + file), text);
+        m_clTree.fWrite("proc/" + file, text);
     }
     void fScript(const std::string& line) const
     {
-        m_clTree.fReplaceScript("agent/bin/shell/LINUX/MemCntInfoLIN.sh",
-                                "#!/bin/sh\ncd ../aproc/shell\n" + line + "\n");
+        m_clTree.fScript("MemCntInfoLIN.sh", "cd ../aproc/shell; " + line);
     }
     std::string fPush(const std::string& meminfo)
     {
@@ -61,57 +53,36 @@ protected:
 };
 } // namespace
 
-TEST_F(MemInfo, BitsChooseWhatIsFree)
+TEST_F(MemInfo, FiguresByBitsAndByWhatTheKernelTells)
 {
-    fPut("meminfo", MEMINFO);
-    const std::pair<int, CFigures> rows[] = {
-        {7, {1000000, 730000, 270000, 30000, 40000, 5000, 555555}},
-        {15, {1000000, 725000, 275000, 30000, 45000, 5000, 555555}},
-        {2, {1000000, 970000, 30000, 30000, 40000, 5000, 555555}},
-        {1, {1000000, 800000, 200000, 30000, 40000, 5000, 555555}},
-    };
-    for (const auto& [bits, figures] : rows) {
-        m_clMem.fSetMemFreeFlag(bits);
+    for (const auto& row : fgCases("memory/figures")) { // why, bits, reserve, keys without, figures
+        fPut("meminfo", row.at(3) == "none" ? MEMINFO : fWithout(MEMINFO, row[3]));
+        fPut("sys/vm/min_free_kbytes", row[2] + "\n");
+        m_clMem.fSetMemFreeFlag(atoi(row[1].c_str()));
         EXPECT_EQ(m_clMem.fMGetMem(), &m_clMem);
-        EXPECT_EQ(fFigures(m_clMem.m_pulMEM), figures) << bits;
+        std::string figures;
+        for (const unsigned long figure : m_clMem.m_pulMEM)
+            figures += std::to_string(figure) + " ";
+        EXPECT_EQ(figures, row.at(4) + " ") << row[0];
     }
-    for (const char* key : {"MemTotal:", "MemFree:", "Buffers:", "Cached:"}) {
-        fPut("meminfo", fWithout(fWithout(MEMINFO, "SwapCached:"), key));
+    for (const char* key : {"MemTotal:", "MemFree:", "Buffers:", "SwapCached: Cached:"}) {
+        fPut("meminfo", fWithout(MEMINFO, key));
         EXPECT_EQ(m_clMem.fMGetMem(), nullptr) << key;
-        EXPECT_EQ(m_clMem.fMGetUsdMem(), 800000U) << "the figures stay";
-    }
-}
-
-TEST_F(MemInfo, EstimatesWhatIsAvailable)
-{
-    const std::tuple<const char*, int, const char*, unsigned long> rows[] = {
-        {"4000\n", 7, "", 200000 - 5000 + 40000 - 5000 + 5000 - 2500},
-        {"4000\n", 6, "", 0UL - 5000 + 40000 - 5000 + 5000 - 2500}, // free memory goes with its bit
-        {"4000\n", 7, "SReclaimable:", 200000 - 5000 + 40000 - 5000},
-        {"40001", 7, "", 200000 - 50001 + 40000 - 20000 + 5000 - 2500},
-        {"4000\n", 7, "Active(file):", 888888888},
-        {"12x\n", 7, "", 888888888},
-    };
-    for (const auto& [reserve, bits, missing, available] : rows) {
-        fPut("meminfo", fWithout(fWithout(MEMINFO, "MemAvailable:"), missing));
-        fPut("sys/vm/min_free_kbytes", reserve);
-        m_clMem.fSetMemFreeFlag(bits);
-        ASSERT_NE(m_clMem.fMGetMem(), nullptr);
-        EXPECT_EQ(m_clMem.m_pulMEM[MEM_AVAILABLE], available) << reserve << missing;
+        EXPECT_EQ(m_clMem.fMGetUsdMem(), 730000U) << "the figures stay";
     }
 }
 
 TEST_F(MemInfo, SwapOfBothFormsOfKernels)
 {
-    const std::string old(HOSTMETRICS_FIXTURES "/linux-2.4.21/t0/proc/");
-    const CFigures inBytes{1048576, 204800, 843776, 300, 400};
-    const std::tuple<std::string, std::string, std::string, bool, CFigures> rows[] = {
-        {MEMINFO, VMSTAT, "cpu\n", true, {90000, 20000, 70000, 100, 200}},
-        {fgReadFile(old + "meminfo"), "", fgReadFile(old + "stat"), true, inBytes},
-        {fgReadFile(old + "meminfo"), VMSTAT, "page 1 2\n", false, inBytes},
-        {fWithout(MEMINFO, "SwapFree:"), VMSTAT, "cpu\n", false, inBytes},
-        {MEMINFO, fWithout(VMSTAT, "pswpout "), "cpu\n", false, inBytes},
-        {MEMINFO, std::string(4095 - 12, '#') + "pswpin 1234\npswpout 5\n", "cpu\n", false, inBytes},
+    const std::string old = fgFixture("linux-2.4.21/t0/proc/meminfo");
+    const CFigures kilobytes{90000, 20000, 70000, 100, 200}, ofBytes{1048576, 204800, 843776, 300, 400};
+    const std::tuple<std::string, std::string, const char*, bool, CFigures> rows[] = {
+        {MEMINFO, VMSTAT, "cpu\n", true, kilobytes},
+        {old, "", "page 5000 7000\nswap 300 400\n", true, ofBytes},
+        {old, VMSTAT, "page 1 2\n", false, ofBytes},
+        {fWithout(MEMINFO, "SwapFree:"), VMSTAT, "cpu\n", false, ofBytes},
+        {MEMINFO, fWithout(VMSTAT, "pswpout"), "cpu\n", false, ofBytes},
+        {MEMINFO, std::string(4095 - 12, '#') + "pswpin 1234\npswpout 5\n", "cpu\n", false, ofBytes},
     };
     for (const auto& [meminfo, vmstat, stat, sampled, swap] : rows) {
         fPut("meminfo", meminfo);
@@ -145,10 +116,9 @@ TEST_F(MemInfo, TakesModulesOfTheScriptsFileUpToItsArray)
     EXPECT_EQ(std::vector<int>(sizes, sizes + 3), (std::vector<int>{16384, 8192, 0}));
     fScript("rm -f MemCntInfo.dat");
     EXPECT_EQ(m_clMem.fMGetMemCnt(), nullptr);
-    EXPECT_EQ(std::pair(m_clMem.m_pnMemCnt, m_clMem.fMGetMemTotCnt()), std::pair(const_cast<int*>(sizes), 2))
-        << "array and count stay together";
+    EXPECT_TRUE(m_clMem.m_pnMemCnt == sizes && m_clMem.fMGetMemTotCnt() == 2) << "they stay together";
     fScript("seq 1 1000 >MemCntInfo.dat");
-    ASSERT_NE(sizes = m_clMem.fMGetMemCnt(), nullptr);
+    ASSERT_NE(m_clMem.fMGetMemCnt(), nullptr);
     EXPECT_EQ(m_clMem.fMGetMemTotCnt(), MEM_MODULES);
 }
 

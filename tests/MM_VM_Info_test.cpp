@@ -11,7 +11,7 @@ CRates fRates(const double* rates)
     return rates == nullptr ? CRates() : CRates(rates, rates + VM_VALUES);
 }
 
-const std::string VMSTAT = fgReadFile(HOSTMETRICS_FIXTURES "/linux-6.12/t0/proc/vmstat");
+const std::string VMSTAT = fgFixture("linux-6.12/t0/proc/vmstat");
 } // namespace
 
 // Rates over 250 seconds, worked out by hand from the two moments of each machine.
@@ -29,9 +29,8 @@ TEST(VmInfo, RatesBetweenTwoMoments)
         CMM_VM_Info vm;
         EXPECT_EQ(vm.fMGetVmStat(250), nullptr) << "the first sample primes";
         const CTestHost noLoad(tree.fTop()); // the counters of t1 without a run queue
-        for (const char* file : {"stat", "vmstat"})
-            fgWriteFile(tree.fPath(std::string("proc/") + file),
-                        fgReadFile(HOSTMETRICS_FIXTURES "/" + machine + "/t1/proc/" + file));
+        for (const std::string file : {"/proc/stat", "/proc/vmstat"})
+            tree.fWrite(file.substr(1), fgFixture(machine + "/t1" + file));
         EXPECT_EQ(vm.fMGetVmStat(250), nullptr) << "and a failed one changes nothing";
         host.fMove(machine + "/t1");
         EXPECT_EQ(fRates(vm.fMGetVmStat(250)), rates) << machine;
@@ -58,13 +57,11 @@ TEST(VmInfo, FindsContextSwitchesBehindManyInterrupts)
 {
     const CTestTree tree;
     const CTestHost host(tree.fTop());
-    fgWriteFile(tree.fPath("proc/vmstat"), VMSTAT);
+    tree.fWrite("proc/vmstat", VMSTAT);
     CMM_VM_Info vm;
     for (const int interrupts : {32766, 32767, 200000}) {
-        std::string text = "intr";
-        for (int i = 0; i < interrupts; i++)
-            text += " 0";
-        fgWriteFile(tree.fPath("proc/stat"), text + "\nctxt 4711\n");
+        tree.fWrite("proc/stat",
+                    "intr" + std::string(2 * static_cast<size_t>(interrupts), '0') + "\nctxt 4711\n");
         long raw[VM_VALUES] = {};
         EXPECT_EQ(vm.fMGetStat(raw), 1);
         EXPECT_EQ(raw[VM_SWITCHES], 4711) << interrupts;

@@ -1,7 +1,6 @@
 #include "collect/NamedList.h"
 
 #include <gtest/gtest.h>
-#include <string>
 
 #include "collect/BandwidthList.h"
 #include "collect/NetworkExtList.h"
@@ -57,13 +56,12 @@ TEST(NamedList, NamesThatAreNoneOrTooLong)
     EXPECT_EQ(list.fAddLinkedList(nullptr) + list.fAddLinkedList(""), -2);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "l_pstrIFName is null or length <= 0 l_pstrIFName is null or length <= 0 ");
-    const std::string fits(31, 'n');
     const std::string longer(40, 'n');
     EXPECT_EQ(list.fAddLinkedList(longer.c_str()), 1);
-    EXPECT_EQ(list.fGetInterfaceNode(longer.c_str()), nullptr);
-    EXPECT_EQ(list.fDeleteNode(longer.c_str()) * 10 + list.fDeleteNode(fits.c_str()), 1);
+    EXPECT_EQ(list.fDeleteNode(longer.c_str()), 0) << "it was cut";
+    list.fFreeAll();
     _ST_NETWORKEXT_LIST open = {};
     memset(open.m_strIFName, 'n', sizeof(open.m_strIFName)); // no terminator
     EXPECT_EQ(list.fAddNode(&open) * 10 + list.fAddNode(&open), 10);
-    EXPECT_EQ(list.fGetHeadNode()->m_strIFName, fits);
+    EXPECT_EQ(list.fGetHeadNode()->m_strIFName, longer.substr(0, 31));
 }

@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <fcntl.h>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <sys/prctl.h>
@@ -10,21 +11,25 @@
 #include <unistd.h>
 
 #include "collect/MM_PROC_Info.h"
-#include "lib/TextTable.h"
 #include "tests/TestSupport.h"
 
 namespace
 {
-using ROWS = std::map<std::string, std::string>; // by pid, without their index
+using ROWS = std::map<pid_t, std::vector<std::string>>;
+
+std::string fProcFile(pid_t pid, const std::string& name)
+{
+    return fgReadFile("/proc/" + std::to_string(pid) + "/" + name);
+}
 
 // Our own processes in a pid namespace of the test, where the next pid can be chosen.
-class CPopulation
+struct ST_POPULATION
 {
-public:
-    ~CPopulation()
+    std::set<pid_t> l_nPids;
+    ~ST_POPULATION()
     {
-        while (!m_nPids.empty())
-            fEnd(*m_nPids.begin());
+        while (!l_nPids.empty())
+            fEnd(*l_nPids.begin());
     }
     // A process that sleeps, or stops first and does something when it goes on.
     pid_t fStart(void (*then)() = nullptr)
@@ -38,15 +43,15 @@ public:
                 pause();
         }
         if (then != nullptr) waitpid(pid, nullptr, WUNTRACED);
-        m_nPids.insert(pid);
+        l_nPids.insert(pid);
         return pid;
     }
     // Waits until all of them sleep, are stopped or have ended, so that nothing of them changes.
     void fSettle() const
     {
-        for (const pid_t pid : m_nPids)
+        for (const pid_t pid : l_nPids)
             EXPECT_TRUE(fgAwait([pid] {
-                const std::string stat = fgReadFile("/proc/" + std::to_string(pid) + "/stat");
+                const std::string stat = fProcFile(pid, "stat");
                 return stat.find(") R ") == std::string::npos && stat.find(") D ") == std::string::npos;
             }));
     }
@@ -54,7 +59,7 @@ public:
     {
         kill(pid, SIGKILL);
         waitpid(pid, nullptr, 0);
-        m_nPids.erase(pid);
+        l_nPids.erase(pid);
     }
     // Ends a process and starts another with its pid; false when the pid went elsewhere.
     bool fReplace(pid_t pid)
@@ -63,59 +68,45 @@ public:
         fgWriteFile("/proc/sys/kernel/ns_last_pid", std::to_string(pid - 1));
         return fStart() == pid;
     }
-    const std::set<pid_t>& fPids() const { return m_nPids; }
-
-private:
-    std::set<pid_t> m_nPids;
 };
 
-// The rows of the population in a pass whose interval is so long that no share of it shows.
-ROWS fPass(CMM_PROC_Info& collector, const CPopulation& population)
+// The rows of the population in a pass whose interval is so long that no share of it shows, without their
+// start: that is from two clocks, so that it is off by a second at times.
+ROWS fPass(CMM_PROC_Info& collector, const ST_POPULATION& population)
 {
     if (collector.m_stLastTime.tv_sec != 0) collector.m_stLastTime.tv_sec = time(nullptr) - 1000000;
     ROWS rows;
     const char* table = collector.fMGetProc(0);
     for (const std::string& row : fgSplit(table == nullptr ? "" : fgReadable(table), "|")) {
         std::vector<std::string> fields = fgSplit(row, "~");
-        if (fields.size() < 12 || !population.fPids().contains(static_cast<pid_t>(atoi(fields[1].c_str()))))
-            continue;
-        fields[11].clear(); // the start: from two clocks, so that it is off by a second at times
-        for (const std::string& field : fields)
-            rows[fields[1]] += (&field == &fields[0] ? "" : field) + "~";
+        const pid_t pid = fields.size() < 12 ? 0 : atoi(fields[1].c_str());
+        if (!population.l_nPids.contains(pid)) continue;
+        fields[0] = fields[11] = ""; // the index changes
+        rows[pid] = fields;
     }
     return rows;
 }
 
-// Descriptors that are open, or only those of them that a program started by us would inherit.
-int fOpenFiles(bool inherited = false)
+std::ptrdiff_t fOpenFiles()
 {
-    int count = 0;
-    for (int fd = 0; fd < 20000; fd++) {
-        const int flags = fcntl(fd, F_GETFD);
-        if (flags >= 0 && (!inherited || (flags & FD_CLOEXEC) == 0)) count++;
-    }
-    return count;
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-class CFileLimit
+// What a program that we start finds open.
+std::string fInherited()
 {
-public:
-    explicit CFileLimit(rlim_t soft)
-    {
-        getrlimit(RLIMIT_NOFILE, &m_stOld);
-        fSet(soft);
-    }
-    ~CFileLimit() { setrlimit(RLIMIT_NOFILE, &m_stOld); }
-    CFileLimit& operator=(CFileLimit&&) = delete;
-    void fSet(rlim_t soft) const
-    {
-        const rlimit limit = {soft, m_stOld.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
+    return fgRunCommand("ls /proc/self/fd").l_strOut;
+}
 
-private:
-    rlimit m_stOld = {};
-};
+// Returns the limit until then.
+rlim_t fLimitFiles(rlim_t soft)
+{
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    std::swap(limit.rlim_cur, soft);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    return soft;
+}
 
 constexpr char PID_NAMESPACE[] = "--pid --fork --mount-proc --kill-child";
 } // namespace
@@ -125,7 +116,7 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
 {
     if (!fgIsApart(PID_NAMESPACE, "true")) return;
     const CTestSetting extended(g_nProcExtendFlag, 1);
-    CPopulation population;
+    ST_POPULATION population;
     const pid_t executes = population.fStart([] { execl("/bin/sleep", "sleep", "1000", nullptr); });
     const pid_t changes = population.fStart([] {
         if (setuid(65534) != 0) _exit(1);
@@ -134,36 +125,31 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
     const pid_t goes = population.fStart();
     const pid_t replaced = population.fStart();
 
-    CMM_PROC_Info plain;
-    CMM_PROC_Info kept;
-    size_t rows = 0;
+    CMM_PROC_Info plain, kept;
     const auto compare = [&](const char* when) {
         population.fSettle();
         testing::internal::CaptureStdout();
         const ROWS expected = fPass(plain, population);
         const CTestSetting keep(g_nProcKeepFdMax, 1000);
-        const ROWS found = fPass(kept, population);
+        EXPECT_EQ(fPass(kept, population), expected) << when;
         fflush(stdout);
         testing::internal::GetCapturedStdout();
-        EXPECT_EQ(found, expected) << when;
-        rows = expected.size();
+        EXPECT_EQ(expected.size(), population.l_nPids.size());
     };
     compare("first");
     compare("nothing happened");
     for (const pid_t pid : {executes, changes, ends})
         kill(pid, SIGCONT);
-    const auto folder = [](pid_t pid) { return "/proc/" + std::to_string(pid); };
-    ASSERT_TRUE(fgAwait([&] { return fgReadFile(folder(executes) + "/cmdline").starts_with("sleep"); }));
-    ASSERT_TRUE(fgAwait(
-        [&] { return fgReadFile(folder(changes) + "/status").find("\t65534") != std::string::npos; }));
-    ASSERT_TRUE(
-        fgAwait([&] { return fgReadFile(folder(ends) + "/stat").find(") Z ") != std::string::npos; }));
+    const auto reaches = [](pid_t pid, const char* file, const char* text) {
+        return fgAwait([=] { return fProcFile(pid, file).find(text) != std::string::npos; });
+    };
+    ASSERT_TRUE(reaches(executes, "cmdline", "sleep") && reaches(changes, "status", "\t65534") &&
+                reaches(ends, "stat", ") Z "));
     population.fEnd(goes);
     const bool isReplaced = population.fReplace(replaced);
     population.fStart();
     compare("much happened");
     compare("and was seen");
-    EXPECT_EQ(rows, population.fPids().size());
     EXPECT_FALSE(kept.m_ProcMap.contains(goes)) << "samples of the vanished are dropped";
     EXPECT_TRUE(plain.m_ProcMap.contains(goes));
     if (!isReplaced) GTEST_SKIP() << "no pid could be used again";
@@ -172,27 +158,25 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
 TEST(ProcFiles, APidThatIsUsedAgainIsAnotherProcess)
 {
     if (!fgIsApart(PID_NAMESPACE, "true")) return;
-    CPopulation population;
+    ST_POPULATION population;
     const pid_t pid = population.fStart();
     const CDescriptor proc(open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     CProcFiles files;
     CProcBatch batch;
-    const auto read = [&] {
+    const auto read = [&] { // "gone", "same" or "replaced"
         files.fBegin(proc.fGet(), 100);
         batch.fClear();
-        EXPECT_TRUE(batch.fRead(files, pid));
+        const bool found = batch.fRead(files, pid);
         files.fEnd();
-        return batch.fTexts().front().l_bReplaced;
+        return !found ? "gone" : batch.fTexts().front().l_bReplaced ? "replaced" : "same";
     };
-    EXPECT_FALSE(read());
-    EXPECT_FALSE(read()) << "the same process";
+    EXPECT_STREQ(read(), "same");
+    EXPECT_STREQ(read(), "same");
     if (!population.fReplace(pid)) GTEST_SKIP() << "no pid could be used again";
-    EXPECT_TRUE(read());
-    EXPECT_FALSE(read());
+    EXPECT_STREQ(read(), "replaced");
+    EXPECT_STREQ(read(), "same");
     population.fEnd(pid);
-    files.fBegin(proc.fGet(), 100);
-    EXPECT_FALSE(batch.fRead(files, pid));
-    files.fEnd();
+    EXPECT_STREQ(read(), "gone");
     EXPECT_EQ(files.fCloseAll(), 0);
 }
 
@@ -200,16 +184,16 @@ TEST(ProcFiles, APidThatIsUsedAgainIsAnotherProcess)
 TEST(ProcFiles, DescriptorsAreBounded)
 {
     const CTestSetting keep(g_nProcKeepFdMax, 1 << 30);
-    CPopulation population;
+    ST_POPULATION population;
     for (int i = 0; i < 12; i++)
         population.fStart();
-    const CFileLimit limit(64);
-    const int before = fOpenFiles();
-    const int inherited = fOpenFiles(true);
+    const rlim_t limit = fLimitFiles(64);
+    const auto before = fOpenFiles();
+    const std::string inherited = fInherited();
     CMM_PROC_Info collector;
     EXPECT_EQ(fPass(collector, population).size(), 12U);
     EXPECT_EQ(fOpenFiles() - before, 32);
-    EXPECT_EQ(fOpenFiles(true), inherited) << "close-on-exec";
+    EXPECT_EQ(fInherited(), inherited) << "close-on-exec";
 
     std::vector<CDescriptor> others;
     while (others.empty() || others.back())
@@ -224,6 +208,7 @@ TEST(ProcFiles, DescriptorsAreBounded)
     const CTestHost host("linux-6.1/t0");
     EXPECT_NE(collector.fMGetProc(0), nullptr);
     EXPECT_EQ(fOpenFiles(), before);
+    fLimitFiles(limit);
 }
 
 // A kernel thread is told by its stat alone: its row is what its other files give.

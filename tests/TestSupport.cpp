@@ -63,12 +63,22 @@ std::string CTestTree::fPath(std::string_view below) const
     return (fs::path(m_strTop) / below).string();
 }
 
+void CTestTree::fWrite(std::string_view below, std::string_view text) const
+{
+    fgWriteFile(fPath(below), text);
+}
+
 void CTestTree::fReplaceScript(std::string_view below, std::string_view text) const
 {
     const std::string path = fPath(below);
     fs::remove(path);
     fgWriteFile(path, text);
     fs::permissions(path, fs::perms::owner_all);
+}
+
+void CTestTree::fScript(std::string_view name, std::string_view text) const
+{
+    fReplaceScript("agent/bin/shell/LINUX/" + std::string(name), "#!/bin/sh\n" + std::string(text) + "\n");
 }
 
 void CTestHost::fMove(std::string_view root) const
@@ -119,6 +129,20 @@ std::string fgReadFile(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string fgFixture(std::string_view name)
+{
+    return fgReadFile((fs::path(HOSTMETRICS_FIXTURES) / name).string());
+}
+
+std::vector<std::vector<std::string>> fgCases(std::string_view name)
+{
+    std::vector<std::vector<std::string>> cases;
+    for (const std::string& line : fgSplit(fgFixture(name), "\n"))
+        if (!line.empty()) cases.push_back(fgSplit(line, " | "));
+    EXPECT_FALSE(cases.empty()) << name;
+    return cases;
 }
 
 std::vector<std::string> fgSplit(std::string_view text, std::string_view separator)

@@ -26,8 +26,11 @@ public:
     const std::string& fTop() const { return m_strTop; }
     // A path of the tree from its top, such as fPath("agent/aproc/shell/x.dat").
     std::string fPath(std::string_view below) const;
+    void fWrite(std::string_view below, std::string_view text) const; // a file of the tree
     // Replaces the link to one staged script by a script of the test's own, executable; path from the top.
     void fReplaceScript(std::string_view below, std::string_view text) const;
+    // The same for one of the collectors' scripts, of which the text needs no first line.
+    void fScript(std::string_view name, std::string_view text) const;
 
 private:
     std::string m_strTop;
@@ -75,6 +78,9 @@ private:
 
 void fgWriteFile(const std::string& path, std::string_view text); // makes the folders above it
 std::string fgReadFile(const std::string& path);                  // empty when it cannot be read
+std::string fgFixture(std::string_view name);                     // the text of a fixture's file
+// Cases of a fixture's file, one a line, as their fields, between which stands " | ".
+std::vector<std::vector<std::string>> fgCases(std::string_view name);
 std::vector<std::string> fgSplit(std::string_view text, std::string_view separator);
 
 // A child process, "sh -c" of the line, with its outputs and status.

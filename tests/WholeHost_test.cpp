@@ -2,10 +2,7 @@
 #include <cmath>
 #include <ctime>
 #include <fcntl.h>
-#include <filesystem>
 #include <future>
-#include <pwd.h>
-#include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -21,8 +18,6 @@
 //   @N  the time N seconds before the pass
 //   $   the user that runs the test
 
-namespace fs = std::filesystem;
-
 namespace
 {
 // The host's folder in the tree, at t0. A pass begins with /proc/loadavg (--print la), a pipe here, so that
@@ -32,35 +27,25 @@ class CWholeHost
 public:
     CWholeHost(const CTestTree& tree, const std::string& fixture) : m_strFolder(tree.fPath("host/"))
     {
-        const fs::path from = fs::path(HOSTMETRICS_FIXTURES) / fixture;
-        const auto over = fs::copy_options::recursive | fs::copy_options::overwrite_existing;
-        for (const char* moment : {"t0", "t1"}) {
-            fs::create_directories(m_strFolder + moment);
-            fs::copy(from / "t0", m_strFolder + moment, over);
-        }
-        fs::copy(from / "t1", m_strFolder + "t1", over);
-        mkfifo(fGate().c_str(), S_IRUSR | S_IWUSR);
-        for (const char* moment : {"t0", "t1"}) {
-            fs::remove(m_strFolder + moment + "/proc/loadavg");
-            fs::create_symlink(fGate(), m_strFolder + moment + "/proc/loadavg");
-        }
-        fs::create_directory(fRoot());
-        for (const char* folder : {"etc", "proc", "sys"})
-            fs::create_symlink(std::string("../t0/") + folder, fRoot() + "/" + folder);
+        const std::string from = HOSTMETRICS_FIXTURES "/" + fixture;
+        fgRunCommand("mkdir -p " + fRoot());
+        fShell("cp -r " + from + "/t0 . && cp -r t0 t1 && cp -r " + from + "/t1 . && mkfifo gate");
+        fShell("for t in t0 t1; do ln -sf $PWD/gate $t/proc/loadavg; done; cd root && ln -s ../t0/* .");
     }
     std::string fRoot() const { return m_strFolder + "root"; }
-    void fMove() const // to t1
-    {
-        fs::create_symlink("../t1/proc", m_strFolder + "next");
-        fs::rename(m_strFolder + "next", fRoot() + "/proc");
-    }
+    void fMove() const { fShell("ln -s ../t1/proc next && mv -T next root/proc"); }
     bool fLetPass() const
     {
-        return fgAwait([&] { return bool(CDescriptor(open(fGate().c_str(), O_WRONLY | O_NONBLOCK))); });
+        const std::string gate = m_strFolder + "gate";
+        return fgAwait([&] { return bool(CDescriptor(open(gate.c_str(), O_WRONLY | O_NONBLOCK))); });
     }
 
 private:
-    std::string fGate() const { return m_strFolder + "gate"; }
+    void fShell(const std::string& commands) const
+    {
+        const ST_TEST_RUN run = fgRunCommand("cd " + m_strFolder + " && " + commands);
+        EXPECT_EQ(run.l_nStatus, 0) << run.l_strErr;
+    }
     std::string m_strFolder;
 };
 
@@ -68,10 +53,6 @@ private:
 class CValues
 {
 public:
-    CValues() : m_nBegin(time(nullptr)), m_strUser(std::to_string(geteuid()))
-    {
-        if (const passwd* user = getpwuid(geteuid())) m_strUser = user->pw_name;
-    }
     // Processes have a clock of their own.
     void fNewClock() { m_dStep = 0; }
     bool fMatchLines(const std::string& expected, const std::string& shown)
@@ -113,8 +94,8 @@ private:
         }
         return fits;
     }
-    time_t m_nBegin;
-    std::string m_strUser;
+    const time_t m_nBegin = time(nullptr);
+    const std::string m_strUser = fgSplit(fgRunCommand("id -un").l_strOut, "\n")[0];
     double m_dStep = 0; // the largest so far, and its rate
     double m_dRate = 0;
 };
@@ -122,25 +103,22 @@ private:
 // The processes of a table stand in the order of the folder: puts them in that of their pids.
 void fSortProcesses(std::vector<std::string>& lines)
 {
-    const auto pid = [](const std::string& line) {
-        return strtol(line.c_str() + line.find('~') + 1, nullptr, 10);
-    };
-    const auto other = [](const std::string& line) { return line.empty() || line[0] != '|'; };
+    const auto pid = [](const std::string& line) { return atol(line.c_str() + line.find('~') + 1); };
+    const auto ends = [](const std::string& line) { return !line.starts_with('|'); };
     for (auto at = lines.begin(); at != lines.end(); at++)
-        if (at->find("INDEX~PID~") == 0)
-            std::sort(at + 1, std::find_if(at + 1, lines.end(), other),
-                      [&](const std::string& a, const std::string& b) { return pid(a) < pid(b); });
+        if (at->starts_with("INDEX~PID~"))
+            std::ranges::sort(at + 1, std::find_if(at + 1, lines.end(), ends), {}, pid);
 }
 
-std::vector<std::string> fReadExpected(const std::string& path, const std::string& folder)
+std::vector<std::string> fReadExpected(const std::string& fixture, const std::string& folder)
 {
     struct statfs64 figures = {};
     statfs64(folder.c_str(), &figures);
     const bool small = figures.f_blocks * static_cast<unsigned long>(figures.f_bsize) / 1024 <= FS_SMALL;
     std::vector<std::string> lines;
     bool inFilesystems = false;
-    for (const std::string& line : fgSplit(fgReadFile(path), "\n")) {
-        if (line.find("INDEX~FSNAME~") == 0) inFilesystems = true;
+    for (const std::string& line : fgSplit(fgFixture(fixture + "/tables"), "\n")) {
+        if (line.starts_with("INDEX~FSNAME~")) inFilesystems = true;
         if (line[0] != '#' && !(small && inFilesystems)) lines.push_back(line); // a small one is not reported
         if (line.find(FS_TABLE_END) != std::string::npos) inFilesystems = false;
     }
@@ -168,11 +146,10 @@ TEST(WholeHost, TablesAreThoseOfTheFormulas)
 
         std::vector<std::string> shown = fgSplit(fgReadable(run.l_strOut), "\n");
         fSortProcesses(shown);
-        const std::vector<std::string> expected =
-            fReadExpected(std::string(HOSTMETRICS_FIXTURES "/") + fixture + "/tables", tree.fTop());
+        const std::vector<std::string> expected = fReadExpected(fixture, tree.fTop());
         ASSERT_EQ(shown.size(), expected.size()) << fgReadable(run.l_strOut);
         for (size_t line = 0; line < expected.size(); line++) {
-            if (expected[line].find("INDEX~PID~") == 0) values.fNewClock();
+            if (expected[line].starts_with("INDEX~PID~")) values.fNewClock();
             EXPECT_TRUE(values.fMatchLines(expected[line], shown[line])) << shown[line] << "\nis not\n"
                                                                          << expected[line];
         }

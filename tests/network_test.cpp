@@ -1,8 +1,5 @@
 #include "collect/network.h"
 
-#include <gtest/gtest.h>
-#include <string>
-
 #include "collect/push_network.h"
 #include "tests/TestSupport.h"
 
@@ -41,41 +38,23 @@ template <class TNext> std::string fLine(TNext next)
 TEST(Network, LinesOfTheThreeLayouts)
 {
     EXPECT_EQ(fgNetDevVersion(" face |bytes    packets errs"), 2);
-    const std::tuple<int, const char*, const char*> rows[] = {
-        {3, " eth0: 11 12 13 14 15 16 17 18 21 22 23 24 25 26 27 28\n",
-         "eth0 0=12 1=22 2=11 3=21 4=13 5=23 6=14 7=24 8=18 9=17 10=28 11=26 15=16 16=15 19=27 20=25"},
-        {2, "eth0: 11 12 13 14 15 16 21 22 23 24 25 26 27 99",
-         "eth0 0=12 1=22 2=11 3=21 4=13 5=23 6=14 7=24 11=26 15=16 16=15 19=27 20=25"},
-        {1, "eth0: 12 13 14 15 16 22 23 24 25 26 -1 99",
-         "eth0 0=12 1=22 4=13 5=23 6=14 7=24 11=26 15=16 16=15 19=18446744073709551615 20=25"},
-        {3, "eth0: 11 x 13", "eth0 2=11"},
-        {3, "eth0: 18446744073709551615 1", "eth0 0=1 2=18446744073709551615"},
-        {3, "", ""},
-        {3, "eth0:1: 10 20", "eth0:1 0=20 2=10"},
-        {3, "eth0:10 20", "eth0 0=20 2=10"},
-        {3, "eth0:12:30 20", "eth0:12 0=20 2=30"},
-        {3, "eth0 10 20", "eth0 0=20 2=10"},
-        {3, "a.name-of_40@characters-that-is-too-long:10 20", "a.name-of_40@ch 0=20 2=10"},
-        {3, "$(id):x: 1", "$(id)"},
-        {3, "eth0:", "eth0"},
-        {3, ":1 2", " 0=2 2=1"},
-    };
-    for (const auto& [version, line, parsed] : rows)
-        EXPECT_EQ(fParsed(line, version), parsed) << line;
+    EXPECT_EQ(fParsed("", 3), "");
+    for (const auto& row : fgCases("network/lines")) // the layout, a line, what it gives
+        EXPECT_EQ(fParsed(row[1].c_str(), atoi(row[0].c_str())), row.at(2)) << row[1];
 }
 
 TEST(Network, TwoReadersShareNothing)
 {
     const CTestTree tree;
     const CTestHost host(tree.fPath("host"));
-    const std::string table = tree.fPath("host/proc/net/dev");
+    const std::string table = "host/proc/net/dev";
     EXPECT_EQ(init_netinfo(), -1) << "no table";
     EXPECT_EQ(fLine(get_next_netinfo) + fLine(get_push_next_netinfo), "") << "not open";
-    fgWriteFile(table, "Inter-|\n|bytes compressed\n  lo: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16\n"
+    tree.fWrite(table, "Inter-|\n|bytes compressed\n  lo: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16\n"
                        "eth0:101 102 103 0 0 0 0 0 109 110 111 0 0 114 0 0\n");
     ASSERT_EQ(init_netinfo(), 0);
     EXPECT_EQ(fLine(get_next_netinfo), "lo LINKUPxx 2 10 1 9 3 11 14");
-    fgWriteFile(table, "\n|packets\nold: 1 2 3 4 5 6 7 8 9 10 11\n");
+    tree.fWrite(table, "\n|packets\nold: 1 2 3 4 5 6 7 8 9 10 11\n");
     ASSERT_EQ(init_push_netinfo(), 0);
     EXPECT_EQ(procnetdev_vsn * 10 + push_procnetdev_vsn, 31);
     EXPECT_NE(skfd, l_nPushskfd);
