@@ -5,11 +5,11 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
-#include <mntent.h>
 #include <optional>
 #include <string>
 #include <unistd.h>
 
+#include "collect/MountTable.h"
 #include "driver/RunConfig.h"
 #include "lib/CheckNfs.h"
 #include "lib/FixedText.h"
@@ -26,39 +26,6 @@ constexpr char FILE_NFS[] = "../aproc/shell/NFSList.dat";
 constexpr char COMMAND_DATASTORES[] = "../../utils/ETC/ShCmd 5 ./shell/LINUX/VMWare_FS.sh %s 2> /dev/null";
 constexpr char FILE_DATASTORES[] = "../aproc/shell/vmware_fs_inv.dat";
 constexpr char FILE_DATASTORES_SPARE[] = "../aproc/shell/vmware_fs_inv.dat_";
-
-// The mount table, in its order. An entry holds until the next is taken.
-// "/dev/sda1 /srv/my\040data ext4 rw,relatime 0 0": blanks are octal (fs/proc_namespace.c), which getmntent
-// undoes.
-class CMountTable
-{
-public:
-    CMountTable() : m_pclFile(setmntent(CHostPath(FILE_MOUNTS).fGet(), "r"))
-    {
-        // The stream's own buffer would be a quarter of the page that the kernel gives at once.
-        if (m_pclFile != nullptr) setvbuf(m_pclFile, m_strBuffer, _IOFBF, sizeof(m_strBuffer));
-    }
-    ~CMountTable() { fClose(); }
-    CMountTable& operator=(CMountTable&&) = delete;
-    explicit operator bool() const { return m_pclFile != nullptr; }
-    const mntent* fNext()
-    {
-        return getmntent_r(m_pclFile, &m_stMount, m_pstrLine.get(), static_cast<int>(LINE_SIZE));
-    }
-    void fClose()
-    {
-        if (m_pclFile != nullptr) endmntent(m_pclFile);
-        m_pclFile = nullptr;
-    }
-
-private:
-    // Two paths of 4096 bytes, all of them octal, and what follows them; a longer line is cut.
-    static constexpr size_t LINE_SIZE = 0xC000;
-    FILE* m_pclFile;
-    char m_strBuffer[4096];
-    mntent m_stMount = {};
-    std::unique_ptr<char[]> m_pstrLine = std::make_unique_for_overwrite<char[]>(LINE_SIZE);
-};
 } // namespace
 
 struct CMM_FS_Info::ST_PASS
@@ -130,7 +97,7 @@ int CMM_FS_Info::fGetFSTokCount(const char* path)
 // One pass in either form. Returns how many filesystems it delivered; -1 without a mount table.
 int CMM_FS_Info::fGather(bool rows)
 {
-    CMountTable mounts;
+    CMountTable mounts(FILE_MOUNTS);
     if (!mounts) {
         fgLog(LOG_FS, LOG_ERROR, m_strLogMsg, "setmntent failed(%d)", errno);
         return -1;

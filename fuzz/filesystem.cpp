@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "collect/MM_FS_Info.h"
+#include "collect/MountTable.h"
 #include "driver/RunConfig.h"
 #include "fuzz/Fuzz.h"
 #include "lib/FixedText.h"
@@ -11,9 +12,29 @@
 
 namespace
 {
+// Against the C library's own reading.
+void fTable(std::string_view text)
+{
+    if (text.empty() || text.find('\0') != text.npos) return; // a NUL makes getmntent lose lines
+    const auto open = [text] { return fmemopen(const_cast<char*>(text.data()), text.size(), "r"); };
+    CMountTable table(open());
+    FILE* reference = open();
+    const auto line = std::make_unique<char[]>(0xC000);
+    mntent storage;
+    while (const mntent* be = getmntent_r(reference, &storage, line.get(), 0xC000)) {
+        const mntent* is = table.fNext();
+        fgFuzzMust(is != nullptr, "an entry is taken as getmntent takes it");
+        for (char* mntent::*field : {&mntent::mnt_fsname, &mntent::mnt_dir, &mntent::mnt_type})
+            fgFuzzMust(strcmp(is->*field, be->*field) == 0, "a field is what getmntent gives");
+    }
+    fgFuzzMust(table.fNext() == nullptr, "the table ends where getmntent ends it");
+    endmntent(reference);
+}
+
 // Both forms of a pass. Only what lies below the host is measured, so no server is asked.
 void fMounts(std::string_view text)
 {
+    fTable(text);
     fgFuzzWrite(fgFuzzHost("/etc/mtab").c_str(), text);
     g_nFSTokenCount = 3;
     g_nVAGENT_type = 1;
