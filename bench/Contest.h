@@ -63,8 +63,8 @@ double fgRatio(const ST_CONTENDER& contender, const ST_CONTENDER& to, double* lo
 // The table of a contest, a line a contender.
 void fgPrintContest(FILE* out, const std::vector<ST_CONTENDER>& contenders, const char* title);
 
-// How many contenders lost pieces: had fewer than that in some run, or mostly fewer than the first. Prints a
-// line for each.
+// How many contenders lost pieces: had fewer than that in some run, or mostly less than 98 % of the first's.
+// Prints a line for each.
 int fgCheckPieces(FILE* out, const std::vector<ST_CONTENDER>& contenders, int least);
 
 // What was measured on: processor, kernel, compiler.

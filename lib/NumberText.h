@@ -112,8 +112,8 @@ template <unsigned BASE> inline unsigned CNumberScan::fDigit(char c)
     return letter < 6 ? letter + 10 : BASE;
 }
 
-// Nearly every number of kernel text: blanks, and then digits that fit. Takes nothing else, and
-// leaves the text where it stood then.
+// Nearly every number of kernel text: blanks, and then digits that fit. Takes nothing else, and leaves the
+// text where it stood then.
 inline bool CNumberScan::fPlain(unsigned long& value)
 {
     constexpr unsigned long TEN_TO_19 = 10000000000000000000U;

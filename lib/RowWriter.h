@@ -5,8 +5,9 @@
 #include "lib/NumberText.h"
 #include "lib/TextTable.h"
 
-// Writes the values of a row, each followed by the field separator, on tables whose rows are too many for
-// printf. The caller provides the room: a text's length plus 4 bytes, NUMBER_TEXT_SIZE for a number.
+// Writes the values of a row, each followed by the field separator, in a fraction of the time that printf
+// takes. The caller provides the room: 4 bytes more than a text is long, than INTEGER_TEXT_SIZE for an
+// integer, and than NUMBER_TEXT_SIZE for a decimal.
 class CRowWriter
 {
 public:

@@ -6,8 +6,8 @@
 
 // Text tables: the separators and the one builder that every collector appends its rows with.
 
-// Every separator is three bytes, 0x03 0x1F and a character, which collected text does not
-// normally hold. What a process calls itself may: whoever splits rows must count their fields.
+// Every separator is three bytes, 0x03 0x1F and a character, which collected text does not normally hold.
+// What a process calls itself may: whoever splits rows must count their fields.
 constexpr char SEPARATOR_ROW[] = "\x03\x1F|";        // opens a data row; the header row has none
 constexpr char SEPARATOR_FIELD[] = "\x03\x1F~";      // follows every column name and every value
 constexpr char SEPARATOR_PUSH_ROW[] = "\x03\x1F]";   // parts push rows, ends a record of buffer files
