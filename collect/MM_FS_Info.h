@@ -133,7 +133,7 @@ bool fgCountsInTotals(std::string_view type);
 
 int fgPathDepth(std::string_view path); // how many "/" are in it
 
-// Its size in KB.
+// The size of a filesystem in KB, as the record has it.
 unsigned long long fgFsSize(const struct statfs64& figures);
 
 // The figures of a record, by what statfs64 tells (fs/statfs.c).

@@ -1,5 +1,6 @@
 #include "lib/HostFile.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -75,9 +76,13 @@ bool CHostFile::fOpen()
     return true;
 }
 
-ssize_t CHostFile::fReadAt(char* to, size_t size, size_t offset) const
+ssize_t CHostFile::fReadAt(char* to, size_t size, size_t offset)
 {
-    return pread(m_nFd, to, size, static_cast<off_t>(offset));
+    const ssize_t length = pread(m_nFd, to, size, static_cast<off_t>(offset));
+    const int error = errno;
+    if (length < 0) fForget(); // the next one opens it anew
+    errno = error;
+    return length;
 }
 
 void CHostFile::fClose()

@@ -54,9 +54,9 @@ public:
     ssize_t fRead(char* text, size_t size);
 
     // For what takes several reads: opens the file, false with errno set; reads at most size bytes from an
-    // offset, -1 on failure; ends the reading.
+    // offset, -1 with errno set on failure, which ends the reading; ends it.
     bool fOpen();
-    ssize_t fReadAt(char* to, size_t size, size_t offset) const;
+    ssize_t fReadAt(char* to, size_t size, size_t offset);
     void fClose();
 
 private:
