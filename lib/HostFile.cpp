@@ -12,7 +12,8 @@
 namespace
 {
 constexpr size_t TEXT_START_SIZE = 0x10000; // bytes; doubled when a file fills it
-}
+constexpr int MARK = O_APPEND; // means nothing to a reader, so nobody else opens a file of procfs with it
+} // namespace
 
 CHostPath::CHostPath(const char* path) : m_pstrPath(path)
 {
@@ -64,7 +65,7 @@ bool CHostFile::fOpen()
 {
     if (m_bKept && g_strHostRoot[0] == '\0' && fIsOurs()) return true;
     fForget();
-    m_nFd = open(CHostPath(m_pstrPath).fGet(), O_RDONLY | O_CLOEXEC);
+    m_nFd = open(CHostPath(m_pstrPath).fGet(), O_RDONLY | O_CLOEXEC | MARK);
     struct statfs system = {};
     struct stat file = {};
     if (m_nFd < 0 || g_strHostRoot[0] != '\0' || fstatfs(m_nFd, &system) != 0 ||
@@ -93,7 +94,8 @@ void CHostFile::fClose()
 bool CHostFile::fIsOurs() const
 {
     struct stat file = {};
-    return fstat(m_nFd, &file) == 0 && file.st_dev == m_ulDevice && file.st_ino == m_ulInode;
+    return (fcntl(m_nFd, F_GETFL) & (O_ACCMODE | MARK)) == (O_RDONLY | MARK) && fstat(m_nFd, &file) == 0 &&
+           file.st_dev == m_ulDevice && file.st_ino == m_ulInode;
 }
 
 void CHostFile::fForget()

@@ -40,8 +40,10 @@ ssize_t fgReadFile(const char* path, char* text, size_t size);
 
 // A file of the host that is read again and again, such as /proc/stat. One of the kernel's own (procfs) stays
 // open from one read to the next, since opening and closing it costs as much as what the kernel writes into a
-// small one; each read is fresh all the same. Every other file, and all below a host root, are opened for
-// each read: by then another file may have that name. The descriptor is close-on-exec.
+// small one; each read is fresh all the same, but a file that is mounted over it later is not seen. Every
+// other file, and all below a host root, are opened for each read: by then another file may have that name.
+// The descriptor is close-on-exec. Who closes all descriptors gives its number to another file: that one is
+// neither read nor closed.
 class CHostFile
 {
 public:
@@ -66,7 +68,7 @@ private:
     const char* m_pstrPath;
     int m_nFd = -1;
     bool m_bKept = false;
-    dev_t m_ulDevice = 0; // of what is kept open: who closes all descriptors gives its number to another file
+    dev_t m_ulDevice = 0; // of what is kept open
     ino_t m_ulInode = 0;
 };
 

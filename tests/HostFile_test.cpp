@@ -19,12 +19,13 @@ TEST(HostFile, IsReadAfreshThroughADescriptorOfItsOwn)
         EXPECT_EQ(read("first"), "first\n");
         EXPECT_EQ(fcntl(number, F_GETFD), FD_CLOEXEC) << "stays open";
         EXPECT_EQ(read("second"), "second\n");
-        // Somebody closes all descriptors, and opens a file.
+        // Somebody closes all descriptors, and opens a file, once the very same one.
         close(number);
         ASSERT_EQ(open("/dev/zero", O_RDONLY | O_CLOEXEC), number);
         EXPECT_EQ(read("third"), "third\n");
         close(number + 1);
-        ASSERT_EQ(open("/dev/zero", O_RDONLY | O_CLOEXEC), number + 1);
+        ASSERT_EQ(open("/proc/thread-self/comm", O_RDONLY | O_CLOEXEC), number + 1);
+        EXPECT_EQ(read("fourth"), "fourth\n");
     }
     EXPECT_EQ(close(number) + close(number + 1), 0) << "what is not ours stays open";
 
