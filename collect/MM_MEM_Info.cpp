@@ -9,6 +9,7 @@
 #include "lib/HostFile.h"
 #include "lib/KeyText.h"
 #include "lib/Owners.h"
+#include "lib/PlainNumbers.h"
 #include "lib/ScriptOutput.h"
 #include "lib/TextTable.h"
 
@@ -218,6 +219,7 @@ void CMM_MEM_Info::fWritePush(float usedPercent, float cachedPercent)
     const char* open = m_strPushSplit[0];
     const char* close = m_strPushSplit[1];
     const auto kb = [this](MEM_VALUE value) { return static_cast<unsigned long long>(m_pulMEM[value]); };
+    const CPlainNumbers plain;
     memset(m_pStrRealTimeMemTAQ, 0, size);
     snprintf(m_pStrRealTimeMemTAQ, size, PUSH_MEM, fgAgentKey(), open, "4.4.1.0", close, kb(MEM_TOTAL), close,
              open, "4.4.3.0", close, kb(MEM_USED), close, open, "4.4.4.0", close, kb(MEM_FREE), close, open,

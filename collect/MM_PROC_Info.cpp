@@ -14,6 +14,7 @@
 #include "lib/FixedText.h"
 #include "lib/HostFile.h"
 #include "lib/NumberText.h"
+#include "lib/PlainNumbers.h"
 #include "lib/ScriptOutput.h"
 #include "lib/TextTable.h"
 
@@ -432,6 +433,7 @@ void CMM_PROC_Info::fCorrectJava(ST_PASS& pass)
     }
     fgRunShell(COMMAND_SHARE, pass.l_stProcess.l_nPid, FILE_SHARE);
     char line[64];
+    const CPlainNumbers plain;
     if (fgReadFirstLine(FILE_SHARE, line) > 0)
         pass.l_stProcess.l_dPCPU = static_cast<float>(strtod(line, nullptr));
 }

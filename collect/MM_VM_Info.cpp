@@ -13,6 +13,7 @@
 #include "lib/HostFile.h"
 #include "lib/KeyText.h"
 #include "lib/NumberText.h"
+#include "lib/PlainNumbers.h"
 #include "lib/TextTable.h"
 
 namespace
@@ -213,6 +214,7 @@ void CMM_VM_Info::fWritePush()
     const auto size = static_cast<size_t>(m_nPageRealTAQSize);
     const char* open = m_strPushSplit[0];
     const char* close = m_strPushSplit[1];
+    const CPlainNumbers plain;
     memset(m_pStrRealTimePageTAQ, 0, size);
     snprintf(m_pStrRealTimePageTAQ, size, PUSH_VM, fgAgentKey(), open, "4.9.1.0", close,
              m_pdVM[VM_PAGED_IN_KB], close, open, "4.9.2.0", close, m_pdVM[VM_PAGED_OUT_KB], close, open,

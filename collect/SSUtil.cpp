@@ -13,6 +13,7 @@
 #include "lib/FixedText.h"
 #include "lib/HostFile.h"
 #include "lib/NumberText.h"
+#include "lib/PlainNumbers.h"
 
 namespace
 {
@@ -36,6 +37,7 @@ unsigned long fShift(unsigned long value, int shift)
 
 template <class T> char* fSizeText(const char* format, T value)
 {
+    const CPlainNumbers plain;
     memset(m_strNumData, 0, sizeof(m_strNumData));
     snprintf(m_strNumData, sizeof(m_strNumData), format, value);
     return m_strNumData;
@@ -161,7 +163,7 @@ int CSSUtil::fFile2Buff(const char* path, char* buf, int size)
     const CDescriptor file = fgOpenHostFile(path);
     if (!file) return 0;
     memset(buf, 0, static_cast<size_t>(size));
-    const ssize_t length = pread(file.fGet(), buf, static_cast<size_t>(size) - 1, 0);
+    const ssize_t length = read(file.fGet(), buf, static_cast<size_t>(size) - 1);
     if (length < 0) return 0;
     if (strstr(path, "cmdline") != nullptr) std::replace(buf, buf + length, '\0', ' ');
     return static_cast<int>(length);

@@ -12,6 +12,7 @@
 #include "lib/FixedText.h"
 #include "lib/NumberText.h"
 #include "lib/Owners.h"
+#include "lib/PlainNumbers.h"
 #include "lib/Trace.h"
 
 namespace
@@ -65,6 +66,7 @@ template <class T> void fPrintInteger(char* text, const void* value)
 
 void fPrintFloat(char* text, const void* value)
 {
+    const CPlainNumbers plain;
     snprintf(text, VALUE_TEXT_SIZE, "%f", static_cast<double>(fLoad<float>(value)));
 }
 
@@ -88,6 +90,7 @@ void fParseUnsigned(void* block, const char* text)
 
 void fParseFloat(void* block, const char* text)
 {
+    const CPlainNumbers plain;
     float number = 0;
     if (sscanf(text, "%f", &number) == 1) memcpy(block, &number, sizeof(number));
 }
@@ -250,7 +253,7 @@ char* NValueVtoA(const void* value, char** text, unsigned char type, int length)
         return nullptr;
     }
     const ST_VALUE_TYPE* row = fFindType(type);
-    if (!fUsable(row, value, *text, length)) {
+    if (text == nullptr || !fUsable(row, value, *text, length)) {
         fgTrace(10717);
         return nullptr;
     }
@@ -261,7 +264,7 @@ char* NValueVtoA(const void* value, char** text, unsigned char type, int length)
 
 void* NValueAtoV(const char* text, void** block, unsigned char type, int length)
 {
-    if (length < 0 || text == nullptr || *text == '\0') return nullptr;
+    if (length < 0 || block == nullptr || text == nullptr || *text == '\0') return nullptr;
     const std::unique_ptr<void, CFreeDeleter> old(std::exchange(*block, nullptr)); // the text may lie in it
     const ST_VALUE_TYPE* row = fFindType(type);
     if (type == VALUE_NULL)
@@ -273,7 +276,7 @@ void* NValueAtoV(const char* text, void** block, unsigned char type, int length)
 
 char* NCutQmark(char* text)
 {
-    char* quote = strchr(text, '"');
+    char* quote = text == nullptr ? nullptr : strchr(text, '"');
     if (quote == nullptr) return text;
     char* word = quote + 1;
     char* blank = strchr(word, ' ');

@@ -47,8 +47,9 @@ constexpr int VALUE_TEXT_SIZE = 128; // bytes of the text buffer that NValueVtoA
 // - byte types from 128 bytes on: *text is freed (it may be null) and replaced by a block of length + 1 bytes
 //   from malloc, the copy and a zero, which is the caller's to free;
 // - VALUE_NULL and unknown codes: the empty text.
-// Returns null for a negative length (nothing is changed), for a null value or buffer where one is used, and
-// when there is no memory for the new block (*text is null then). Leaves breadcrumbs 10700 to 10718.
+// Returns null for a negative length (nothing is changed), for a null text, for a null value or buffer where
+// one is used, and when there is no memory for the new block (*text is null then). Leaves breadcrumbs 10700
+// to 10718.
 char* NValueVtoA(const void* value, char** text, unsigned char type, int length);
 
 // Turns a text into a typed value in a new block from malloc, which the caller owns; *block is freed first
@@ -57,10 +58,11 @@ char* NValueVtoA(const void* value, char** text, unsigned char type, int length)
 // - byte types: length + 1 zeroed bytes with a copy of the text's first length bytes, or of all when it is
 //   shorter;
 // - VALUE_NULL: 128 zero bytes, whatever the text.
-// Returns null and leaves *block alone for a negative length and for a null or empty text; returns null with
-// *block null for an unknown code and when there is no memory.
+// Returns null and leaves *block alone for a negative length, for a null or empty text and for a null block;
+// returns null with *block null for an unknown code and when there is no memory.
 void* NValueAtoV(const char* text, void** block, unsigned char type, int length);
 
 // The word behind the first double quote, cut in place at the first blank behind it; the text itself when it
-// has no quote. The cut is at the blank and not at the closing quote, which stays when no blank is before it.
+// has no quote or is null. The cut is at the blank and not at the closing quote, which stays when no blank is
+// before it.
 char* NCutQmark(char* text);
