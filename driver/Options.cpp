@@ -18,6 +18,7 @@
 
 namespace
 {
+constexpr char HOST_ROOT_VARIABLE[] = "HOSTMETRICS_HOST_ROOT"; // read by the scripts of the runtime tree
 constexpr char USAGE[] =
     "Usage: hostmetrics [OPTION...] [INTERVAL [X [COUNT]]]\n"
     "Samples this host in two passes, INTERVAL seconds apart (default 1); with COUNT 1 in one pass.\n"
@@ -162,10 +163,9 @@ bool fApplyHostRoot(const std::string& root)
     char* path = realpath(root.c_str(), nullptr);
     const bool usable = path != nullptr && stat(path, &status) == 0 && S_ISDIR(status.st_mode) &&
                         strlen(path) < sizeof(g_strHostRoot);
-    if (usable && strcmp(path, "/") != 0) {
-        fgCopyText(g_strHostRoot, path);
-        setenv("HOSTMETRICS_HOST_ROOT", path, 1); // the scripts of the runtime tree observe the same host
-    }
+    const std::string host = usable && strcmp(path, "/") != 0 ? path : "";
+    fgCopyText(g_strHostRoot, host);
+    setenv(HOST_ROOT_VARIABLE, host.c_str(), 1);
     free(path);
     return usable || fComplain("--host-root takes an existing folder with a path below %zu bytes, not '%s'",
                                sizeof(g_strHostRoot), root.c_str());
@@ -217,7 +217,10 @@ bool fgApplyOptions(const ST_OPTIONS& options)
     if (!options.l_strPrint.empty() && !fgSelectPrints(options.l_strPrint.c_str()))
         return fComplain("--print takes names separated by commas out of %s, not '%s'",
                          fgPrintNames().c_str(), options.l_strPrint.c_str());
-    if (!options.l_strHostRoot.empty() && !fApplyHostRoot(options.l_strHostRoot)) return false;
+    const char* inherited = getenv(HOST_ROOT_VARIABLE);
+    const std::string root =
+        !options.l_strHostRoot.empty() || inherited == nullptr ? options.l_strHostRoot : inherited;
+    if (!root.empty() && !fApplyHostRoot(root)) return false;
     const std::string home = options.l_strHome.empty() ? fDefaultHome() : options.l_strHome;
     if (!home.empty() && chdir(home.c_str()) != 0)
         return fComplain("--home takes a folder to work in, not '%s': %s", home.c_str(), strerror(errno));

@@ -11,7 +11,7 @@
 struct ST_OPTIONS
 {
     std::string l_strHome;                                  // folder to work in; empty: the default one
-    std::string l_strHostRoot;                              // empty: this host
+    std::string l_strHostRoot;                              // empty: that of the environment, or this host
     std::string l_strPrint;                                 // print routines by name; empty: the default
     std::optional<TABLE_FORM> l_nTables;                    // empty: no tables
     std::vector<std::pair<std::string, long>> l_stSettings; // integer globals of the run configuration
