@@ -55,7 +55,8 @@ std::string_view fWithoutEnd(std::string_view cmd)
     if (last == std::string_view::npos) return cmd;
     const bool ended = cmd[last] == ';' || cmd[last] == '&';
     const std::string_view kept = cmd.substr(0, ended ? last : last + 1);
-    return kept.ends_with('\\') ? cmd : kept;
+    const size_t backslashes = kept.size() - (kept.find_last_not_of('\\') + 1);
+    return backslashes % 2 == 1 ? cmd : kept; // two of them are one backslash and escape nothing
 }
 
 // The "&" of a listed line covers its echo only, so the shell would wait for the command itself.
@@ -212,14 +213,15 @@ int CCmdScheduler::fCmdWriteFile(const std::string& file, const char* cmd)
 {
     std::string draft = std::string(m_pstrCmdSchedulerHome) + ".shcmd_XXXXXX";
     const CDescriptor fd(mkostemp(draft.data(), O_CLOEXEC));
-    if (!fd) {
-        fLog(LOG_SCHEDULER, LOG_ERROR, __LINE__, "command save file(%s) open failed : %s", file.c_str(),
-             strerror(errno));
-        return -1;
-    }
-    if (!fWriteText(fd.fGet(), cmd) || rename(draft.c_str(), file.c_str()) != 0) {
+    const bool written = fd && fWriteText(fd.fGet(), cmd);
+    if (!written || rename(draft.c_str(), file.c_str()) != 0) {
+        const int error = errno;
         unlink(draft.c_str());
-        fLog(LOG_SCHEDULER, LOG_ERROR, __LINE__, "command save failed[%s] : %s", file.c_str(), cmd);
+        if (fd && !written)
+            fLog(LOG_SCHEDULER, LOG_ERROR, __LINE__, "command save failed[%s] : %s", file.c_str(), cmd);
+        else
+            fLog(LOG_SCHEDULER, LOG_ERROR, __LINE__, "command save file(%s) open failed : %s", file.c_str(),
+                 strerror(error));
         return -1;
     }
     fLog(LOG_SCHEDULER, LOG_NORMAL, __LINE__, "command save success[%s] : %s", file.c_str(), cmd);

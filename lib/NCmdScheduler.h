@@ -97,8 +97,8 @@ public:
     // List mode's insertion; the command is listed as "CMD;echo $? > RESULT &" without the blanks,
     // newlines and one ";" or "&" that it may end in, where RESULT is the home path and the key, its
     // characters but letters and digits replaced by "_". A line that is listed already is skipped. A command
-    // that keeps the shell from the echo, by "exit", by a syntax error or by a comment ("# ...") at its end,
-    // leaves its entry in the list until the stop. Returns 0, -1 when refused.
+    // that keeps the shell from the echo, by "exit", "exec", a syntax error, or a comment ("# ...") or a here
+    // document at its end, leaves its entry in the list until the stop. Returns 0, -1 when refused.
     int fCmdPush(const char* key, const char* cmd);
 
     // Queue mode's insertion. Drops the command, with an error line, when CMD_QUEUE_LIMIT wait already. A
