@@ -44,8 +44,9 @@ public:
     // nothing; the next sample overwrites it.
     unsigned long long* fMGetCpu();
 
-    // Per-CPU lines of the last sample. When there is none it samples first, and is 0 when that gives
-    // nothing, as right after construction in row output.
+    // Per-CPU lines of the last sample. When there are none it samples first, and is 0 when that gives
+    // nothing, as right after construction in row output. Push and alternate samples have none, so do not ask
+    // behind these: the sample would cover next to no time.
     int fMGetNCpu();
 
     // The next per-CPU slot of the last sample, from slot 1 on; null behind the last.
@@ -57,7 +58,7 @@ public:
     unsigned long long fMGetCpuWio();
 
     float fGetUtilization();   // used percent of the machine in the last row; -1.0 before there is one
-    float fGetLogicalCpuCnt(); // per-CPU lines of the last sample
+    float fGetLogicalCpuCnt(); // per-CPU lines of the last fMGetCpu
 
     // Interrupts per second since the call before, elapsed seconds apart, from the "intr" line of /proc/stat;
     // 0 on the first call and when the count fell. Null when the line cannot be had.
@@ -73,8 +74,8 @@ public:
     // and empties the other slots.
     unsigned long long* fMGetPushCpu();
 
-    // Samples the total alone, without any text. Returns the shares of slot 0, or null when there is no
-    // total.
+    // Samples the total alone, without any text, as fMGetPushCpu does, emptying the other slots. Returns the
+    // shares of slot 0, or null when there is no total.
     unsigned long long* fMAltGatherCpu();
 
     int fCpuChangeCheck(); // 1
@@ -91,7 +92,7 @@ public:
 
     unsigned long long m_plOldCPU[CPU_SLOTS][CPU_VALUES]; // previous counters
     unsigned long long m_pnCPU[CPU_SLOTS][CPU_VALUES];    // shares of the last interval
-    int m_nNCpu;     // per-CPU lines of the last sample that was handed over
+    int m_nNCpu;     // per-CPU lines of the last sample when that was an fMGetCpu that gave shares; else 0
     int m_nCpuIndex; // cursor of fMGetCpuNext
     long m_plIntr;   // previous interrupt count; 0 before the first
     double m_pdIntr; // interrupts per second
@@ -113,7 +114,7 @@ public:
     int m_nGatherCount;   // kept for the agent, zero here
     int* m_pnCpus;        // kept for the agent, null here
     float m_fUsed;        // used percent of the machine in the last row
-    int m_nLogicalCpuCnt; // per-CPU lines parsed in the last sample
+    int m_nLogicalCpuCnt; // per-CPU lines parsed in the last fMGetCpu
     int m_nPushCpuCnt;    // rows of the last push sample
 
 private:

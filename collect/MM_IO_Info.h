@@ -106,8 +106,8 @@ public:
     //   a summary row, then at most 50 disks, the busiest first.
     // On kernels 2.2 and 2.4 a mode other than 0 and 1 stores the counters and delivers nothing, and so does
     // 0 in text output, where the header stands alone then. Null when the counters or the listing cannot be
-    // read or the kernel is another; the text is untouched then. The lists stay the collector's, until the
-    // next pass. Every call restarts the interval, the inventory's too.
+    // read, or the kernel is another and it is not list output with mode 0; the text is untouched then. The
+    // lists stay the collector's, until the next pass. Every call restarts the interval, the inventory's too.
     CSSList* fMGetIoStat(int mode, int push);
     // The same over elapsed seconds that the caller measured; the interval of the other goes on.
     CSSList* fMGetIoStat(double elapsed, int mode, int push);

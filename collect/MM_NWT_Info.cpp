@@ -19,6 +19,8 @@
 
 namespace
 {
+constexpr char DATA_PATH[] = "../aproc/shell/InterfaceINVStrInfo.dat";
+constexpr char DATA_NEW_PATH[] = "../aproc/shell/InterfaceINVNewStrInfo.dat";
 constexpr size_t READ_NAME_SIZE = 256; // bytes for the reader's name
 constexpr size_t NETWORK_ROW_SIZE = NETWORK_NAME_SIZE + 16 * (NUMBER_TEXT_SIZE + 4); // bytes, at most
 
@@ -116,8 +118,8 @@ bool CMM_NWT_Info::fMakeRowBuffers()
     for (const auto& buffer : buffers)
         if (!fgReserveInventory(buffer.l_pstrText, buffer.l_nSize, TABLE_START_SIZE)) return false;
     if (m_pstrInterfaceName[0] == '\0') m_pstrInterfaceName[0] = '1';
-    fgCopyText(m_strDataPath, "../aproc/shell/InterfaceINVStrInfo.dat");
-    fgCopyText(m_strDataNewPath, "../aproc/shell/InterfaceINVNewStrInfo.dat");
+    if (m_strDataPath[0] == '\0') fgCopyText(m_strDataPath, DATA_PATH);
+    if (m_strDataNewPath[0] == '\0') fgCopyText(m_strDataNewPath, DATA_NEW_PATH);
     return true;
 }
 

@@ -82,16 +82,18 @@ public:
     // are, also 0 and below. push of 1 or more takes the push reader.
     // - List output: a record of each interface in m_pclList, all rates 0 for an interface seen first.
     //   fMGetNetworkStatNext walks the list.
-    // - Text output: the table m_pstrNetworkInfo of m_nInterfaceTAQCnt rows, and an empty list. An interface
-    //   has a row from the second pass that sees it on. push of 1 or more gives the push form's header. push
-    //   of exactly 0, with g_nNetworkExtGather 1, adds rows for the interfaces of the inventory that no pass
-    //   has reported; -1, which fMGetNetworkStat() passes, never does, on purpose.
+    // - Text output: the table m_pstrNetworkInfo of m_nInterfaceTAQCnt rows. The list is left as it was,
+    //   empty unless records were asked for before. An interface has a row from the second pass that sees it
+    //   on. push of 1 or more gives the push form's header. push of exactly 0, with g_nNetworkExtGather 1,
+    //   adds rows for the interfaces of the inventory that no pass has reported; -1, which
+    //   fMGetNetworkStat() passes, never does, on purpose.
     // Null: the first pass of text output, whose counts stay 0; the counters cannot be opened (an error line
-    // is written; the text is the header alone); no memory. The list stays the collector's, until the next
-    // pass.
+    // is written; the text is the header alone, the list and m_nIfCnt are those of the pass before); no
+    // memory. The list stays the collector's, until the next pass.
     CSSList* fMGetNetworkStat(double elapsed, int push);
 
-    // The next record of the list that the last pass made; null behind the last, also when asked again.
+    // The next record of m_pclList, whose cursor every pass that returns it puts in front of the first; null
+    // behind the last, also when asked again.
     _ST_NETWORK* fMGetNetworkStatNext();
 
     // m_dElapsedTime: seconds since the call before, or since the collector was made. 1.
@@ -168,7 +170,7 @@ public:
     char m_strLogMsg[LOG_SCRATCH_SIZE];
     char m_strSplit[2][4];
     char m_strPushSplit[2][4];
-    int m_nInterfaceTAQCnt;   // rows of the last text pass
+    int m_nInterfaceTAQCnt;   // rows of the last pass; 0, and no table, after one for records
     char* m_pStrInterfaceTAQ; // the header or row written last
     int m_nInterfaceTAQSize;
     int m_nInterfaceINVCnt;   // 1 when the last read took an inventory
@@ -178,7 +180,8 @@ public:
     int m_nInterfaceINVNewSize;
     char* m_pstrInterfaceName; // the inventory record seen last; "1" before
     int m_nInterfaceNameSize;
-    char m_strDataPath[512]; // empty, as the next, until there is text output
+    // Empty until there is text output, which leaves alone what the caller has set.
+    char m_strDataPath[512];
     char m_strDataNewPath[512];
     int m_nTAQSkipChk;             // 0 until the first text pass has returned
     std::string g_stringNetwork;   // the table
@@ -189,7 +192,7 @@ public:
     char* m_pStrRealTimeNICTAQ; // kept for the agent
     int m_nInterfaceRealTAQSize;
     int m_nGatherCount;    // kept for the agent
-    double m_dElapsedTime; // seconds
+    double m_dElapsedTime; // seconds, of the last fSetElapsedTime; since the epoch before the first
     // Previous samples, text output, by ELFHash of the name.
     std::map<int, std::unique_ptr<_ST_NETWORK_OLD_LIST>> m_NetworkMap;
     int m_nInsertFirst; // 0 until the first pass has ended

@@ -29,8 +29,8 @@ constexpr char PUSH_VM[] = "%s%s%s%s%.2f%s%s%s%s%.2f%s%s%s%s%.2f%s%s%s%s%.2f%s%s
 
 // Paging, swapping, page faults and context switches per second since the sample before, from /proc/vmstat
 // and /proc/stat; from /proc/stat and the processes on kernels before 2.5, told by a "page " line. The first
-// complete sample only primes; a failed one changes nothing. A counter that fell gives 0.0. Nothing is
-// logged. One caller thread per object.
+// complete sample only primes; a failed one leaves counters and rates alone. A counter that fell gives 0.0.
+// Nothing is logged. One caller thread per object.
 class CMM_VM_Info : public CMM_INIT_Info
 {
 public:

@@ -49,9 +49,9 @@ int get_net_type(const char* ifname, char* typeWord);
 // Returns 1, or -1 as above.
 int get_net_mac(const char* ifname, char* mac);
 
-// Stores an interface's speed in bits per second; 9999 when it is not known. Reckoned in 32 bits and
-// sign-extended on purpose: right up to 2147 Mb/s, 2500 Mb/s give -1794967296 as a signed value, 10000 Mb/s
-// 1410065408. Returns 1.
+// Stores an interface's speed in bits per second; 9999 when its driver does not answer. Reckoned in 32 bits
+// and sign-extended on purpose: right up to 2147 Mb/s, 2500 Mb/s give -1794967296 as a signed value, 10000
+// Mb/s 1410065408; 1110490560 is a driver's own "unknown", 65535 Mb/s, as of a link that is down. Returns 1.
 int fGetSpeed(const char* ifname, unsigned long long* speed);
 
 // Takes a trace line of the readers and the probes, and does nothing. Returns 1.

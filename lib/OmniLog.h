@@ -89,7 +89,7 @@ public:
     // Compose a line and write it now, whatever the thread mode: echo to standard error when g_nPrint is 1,
     // day check, size check, one write call. Return 1 when the line was written or is one that the mode
     // hides, 0 when it was dropped: no file is open, the file was missing, this call rotated it, or the disk
-    // is full.
+    // had no room at all. A line that was cut for want of room counts as written.
     int fWrite(int level, const char* module, const char* msg);
     int fWrite(int level, int line, const char* module, const char* msg);
 
