@@ -192,8 +192,7 @@ struct ST_COLLECTORS
         g_nProcExtendFlag = extended;
         l_clProc.fSetVMFlag(1, extended);
         l_clProc.fProcMapUpdate();
-        l_clProc.fMGetProc(0);
-        l_clProc.fProcMapErase();
+        if (l_clProc.fMGetProc(0) != nullptr) l_clProc.fProcMapErase();
     }
 
     // What starts scripts, by way of the scheduler where there is one.

@@ -331,7 +331,8 @@ char* CMM_PROC_Info::fMGetProc(int)
         fGatherAll(*pass, proc.get());
     m_clFiles.fEnd();
     m_pitNext = nullptr;
-    if (keepMost > 0) fProcMapErase(); // and leaves the marks: the caller may erase as well
+    if (m_clFiles.fRanOut()) fMarkSamples(1); // those of processes that could not be read
+    if (keepMost > 0) fProcMapErase();        // and leaves the marks: the caller may erase as well
     pass->fFlushConsole();
     m_nNewCount = 1;
     if (m_nVMFlag == 1 && m_nIsVMWare == 1) fAppendVirtual(*pass);
@@ -561,14 +562,14 @@ void CMM_PROC_Info::fKeepSample(_ST_PROC* out, double elapsed, bool isReplaced)
     if (isReplaced) entry.reset();
     const bool known = entry != nullptr;
     if (!known) entry = std::make_unique<_ST_PROC_OLD_LIST>();
-    if (known && m_nInsertFirst == 0) return; // listed twice in the first pass
+    entry->m_nDelFlag = 1;
+    if (known && m_nInsertFirst == 0) return; // before the first pass, or listed twice in it
     if (known) fMCompute(out, entry.get(), elapsed);
     entry->m_nPid = out->l_nPid;
     entry->m_fOldCpuTime = out->l_nCTime;
     entry->m_fOldUserCpuTime = out->l_nUTime;
     entry->m_fOldSysCpuTime = out->l_nSTime;
     entry->m_dIOByteCom = out->l_dIOByteCom;
-    entry->m_nDelFlag = 1;
 }
 
 int CMM_PROC_Info::fMStat2Proc(char* text, proc_s* work)
@@ -658,13 +659,18 @@ unsigned long CMM_PROC_Info::fMGetSysTotMem()
 
 void CMM_PROC_Info::fProcMapUpdate()
 {
-    for (auto& [pid, entry] : m_ProcMap)
-        entry->m_nDelFlag = 0;
+    fMarkSamples(0);
 }
 
 void CMM_PROC_Info::fProcMapErase()
 {
     std::erase_if(m_ProcMap, [](const auto& item) { return item.second->m_nDelFlag == 0; });
+}
+
+void CMM_PROC_Info::fMarkSamples(int mark)
+{
+    for (auto& [pid, entry] : m_ProcMap)
+        entry->m_nDelFlag = mark;
 }
 
 int fCMPProcName(const void* first, const void* second)

@@ -150,12 +150,14 @@ public:
     unsigned long fMGetSysTotMem(); // KB, "MemTotal:" of /proc/meminfo; 0 when it cannot be had
 
     // Mark and sweep of the previous samples of vanished processes. Passes call them with g_nProcKeepFdMax
-    // above 0 only; without it the samples stay until the object is destroyed.
+    // above 0 only; without it the samples stay until the object is destroyed. Erase behind a pass that gave
+    // a table alone: one that could not read /proc has marked nothing. A pass that ran out of descriptors
+    // marks all.
     void fProcMapUpdate(); // unmarks every entry; each process read marks its own again
     void fProcMapErase();  // drops those still unmarked
 
-    // Closes the files that passes keep open (g_nProcKeepFdMax), as an agent may before it sleeps; the next
-    // pass opens them again. Returns how many those were.
+    // Closes the files that passes keep open (g_nProcKeepFdMax), as an agent may before it sleeps, and has to
+    // before it closes all descriptors; the next pass opens them again. Returns how many those were.
     int fCloseKeptFiles() { return m_clFiles.fCloseAll(); }
 
     CSSUser* m_pclUser;
@@ -185,6 +187,7 @@ private:
     struct ST_PASS;
     COwnedDir fOpenProc();
     void fReadUpTime();
+    void fMarkSamples(int mark);
     void fGatherAll(ST_PASS& pass, DIR* proc);
     void fGatherListed(ST_PASS& pass);
     void fGatherPid(ST_PASS& pass, int pid);

@@ -57,6 +57,7 @@ std::string_view fKernelThread(const char* stat, const char* close, const char* 
 void CProcFiles::fBegin(int proc, int most)
 {
     m_nProc = proc;
+    m_bRanOut = false;
     m_nMost = most > 0 ? fBudget(most) : 0;
     const unsigned long device = m_nMost > 0 ? fProcDevice(proc) : 0;
     if (device == 0) m_nMost = 0;
@@ -161,7 +162,9 @@ int CProcFiles::fOpen(PROC_FILE file)
     const int fd = openat(folder, fPath(NAMES[file]), flags);
     if (fd >= 0 || (errno != EMFILE && errno != ENFILE)) return fd;
     m_nMost = 0;
-    return fCloseAll() > 0 ? openat(folder, m_strPath, flags) : -1;
+    const int again = fCloseAll() > 0 ? openat(folder, m_strPath, flags) : -1;
+    if (again < 0) m_bRanOut = true;
+    return again;
 }
 
 int CProcFiles::fClose(ST_KEPT& kept)

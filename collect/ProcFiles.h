@@ -39,13 +39,16 @@ public:
     CProcFiles& operator=(const CProcFiles&) = delete;
 
     // A pass begins. proc is the descriptor of its /proc, which stays the caller's; most is how many
-    // descriptors may be kept, below 1 for none. It is never more than half of the soft limit of open files,
-    // and none in a folder that is not the kernel's, or in another one than in the pass before.
+    // descriptors may be kept, below 1 for none. It is never more than half of the soft limit of open files
+    // (other objects take theirs), and none in a folder that is not the kernel's, or in another one than in
+    // the pass before.
     void fBegin(int proc, int most);
     // The pass is over: what was kept of processes that it did not select is closed.
     void fEnd();
 
     bool fKeeps() const { return m_nMost > 0; } // in this pass
+    // Files of this pass could not be opened for want of descriptors: processes that live may be missing.
+    bool fRanOut() const { return m_bRanOut; }
     // Turns to a process. Only in ascending order of their pids are they kept.
     void fSelect(int pid);
     // Reads a file of it as far as size - 1 bytes and terminates the text; returns its length, 0 also when it
@@ -75,6 +78,7 @@ private:
     unsigned long m_ulDevice = 0; // of the /proc whose files are kept
     int m_nMost = 0;
     int m_nHeld = 0;
+    bool m_bRanOut = false;
     std::vector<ST_KEPT> m_clBefore; // of the pass before, by pid
     std::vector<ST_KEPT> m_clNow;    // of this one, by pid
     size_t m_nNext = 0;              // of m_clBefore, which has not been selected

@@ -126,8 +126,10 @@ void fSample(ST_COLLECTORS& c)
     if (c.l_clNetwork.fMGetTarnisNetworkStat(0) != nullptr)
         fDeliver("network", c.l_clNetwork.m_pstrNetworkInfo);
     c.l_clProcesses.fProcMapUpdate(); // forgets processes that ended
-    if (const char* table = c.l_clProcesses.fMGetProc(0)) fDeliver("processes", table);
-    c.l_clProcesses.fProcMapErase();
+    if (const char* table = c.l_clProcesses.fMGetProc(0)) {
+        fDeliver("processes", table);
+        c.l_clProcesses.fProcMapErase();
+    }
 }
 
 // Hands an inventory on once its file is there.
