@@ -1,6 +1,5 @@
 #include "collect/SSUtil.h"
 
-#include <climits>
 #include <tuple>
 
 #include "collect/MM_INIT_Info.h"
@@ -55,26 +54,17 @@ TEST(SSUtil, ElapsedTimeLosesWhatSinglePrecisionLoses)
 TEST(SSUtil, FormatsDurationsAndSizes)
 {
     CSSUtil util;
-    const std::pair<int, const char*> durations[] = {
-        {3599, "00:59:59"}, {90061, "1 days 01:01:01"}, {INT_MAX, "24855 days 03:14:07"}, {-5, "00:00:00"}};
-    for (const auto& [seconds, text] : durations)
-        EXPECT_STREQ(util.fFormatTime(seconds), text);
+    for (const auto& row : fgCases("units/durations"))
+        EXPECT_EQ(util.fFormatTime(atoi(row[0].c_str())), row.at(1));
     for (const auto& [size, kilobytes] : {std::pair(512, 4UL), {1024, 9UL}, {4096, 36UL}})
         EXPECT_EQ(util.fBlock2k(9, size), kilobytes);
-    const std::tuple<char* (CSSUtil::*)(unsigned long), unsigned long, const char*> sizes[] = {
-        {&CSSUtil::fKbyteToForm, 0, "0"},
-        {&CSSUtil::fKbyteToForm, 1023, "1023.0 K"},
-        {&CSSUtil::fKbyteToForm, 1048576, "1.0 G"},
-        {&CSSUtil::fKbyteToForm, 1UL << 31, "2.0 T"},
-        {&CSSUtil::fMbyteToForm, 0, "0 M"},
-        {&CSSUtil::fMbyteToForm, 1536, "1.5 G"},
-        {&CSSUtil::fMbyteTo1000Form, 999, "999.0 M"},
-        {&CSSUtil::fMbyteTo1000Form, 2500000, "2.5 T"},
-        {&CSSUtil::fMbyteTo1000FormInt, 1999, "1 G"},
-        {&CSSUtil::fMbyteTo1000FormInt, 1000000, "1 T"},
-    };
-    for (const auto& [format, size, text] : sizes)
-        EXPECT_STREQ((util.*format)(size), text);
+    for (const auto& row : fgCases("units/sizes")) { // as kilobytes and three times as megabytes
+        const unsigned long size = strtoul(row[0].c_str(), nullptr, 10);
+        EXPECT_EQ(util.fKbyteToForm(size), row.at(1));
+        EXPECT_EQ(util.fMbyteToForm(size), row.at(2));
+        EXPECT_EQ(util.fMbyteTo1000Form(size), row.at(3));
+        EXPECT_EQ(util.fMbyteTo1000FormInt(size), row.at(4));
+    }
 }
 
 TEST(SSUtil, ReadsFilesWithinBounds)
