@@ -17,24 +17,24 @@ void fFill(CObjectList& list, const std::string& keys)
     }
 }
 
-// "key/place" forwards by the cursor; backwards, and the count, have to agree.
+// "(key/place)" forwards by the cursor; backwards, and the count, have to agree.
 std::string fText(CObjectList& list)
 {
-    std::string forwards, backwards;
-    const auto show = [](const ST_OBJECTLIST_LNKLST& node) {
-        const auto place = static_cast<char*>(node.m_pvdData) - g_acObjects;
-        return " " + std::to_string(node.m_nIndex) + "/" + std::to_string(place);
-    };
-    long count = 0;
+    std::vector<const ST_OBJECTLIST_LNKLST*> forwards, backwards;
     list.fMoveFirst();
-    for (; const ST_OBJECTLIST_LNKLST* node = list.fMoveNext(); count++)
-        forwards += show(*node);
+    while (const auto* node = list.fMoveNext())
+        forwards.push_back(node);
     list.fMoveLast();
-    while (const ST_OBJECTLIST_LNKLST* node = list.fMovePrev())
-        backwards = show(*node) + backwards;
+    while (const auto* node = list.fMovePrev())
+        backwards.insert(backwards.begin(), node);
     EXPECT_EQ(forwards, backwards);
-    EXPECT_EQ(list.fGetNodeCnt(), count);
-    return forwards.substr(count == 0 ? 0 : 1);
+    EXPECT_EQ(forwards.size(), list.fGetNodeCnt());
+    std::string text;
+    for (const auto* node : forwards) {
+        const auto place = static_cast<char*>(node->m_pvdData) - g_acObjects;
+        text += "(" + std::to_string(node->m_nIndex) + "/" + std::to_string(place) + ")";
+    }
+    return text;
 }
 
 TEST(ObjectList, OrdersAndDuplicates)

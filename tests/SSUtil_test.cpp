@@ -1,9 +1,6 @@
 #include "collect/SSUtil.h"
 
-#include <tuple>
-
 #include "collect/MM_INIT_Info.h"
-#include "lib/NGFunctions.h"
 #include "tests/TestSupport.h"
 
 TEST(InitInfo, ReadsTheReleaseOfManyKernels)
