@@ -191,7 +191,7 @@ TEST_F(FsInfo, DatastoresComeInGroupsOfSix)
     EXPECT_EQ(fTable(), fgFixture("filesystems/datastores-table"));
     EXPECT_EQ(m_clFs.fGetFSUsedSize(), 93U);
     fgWriteFile("../aproc/shell/vmware_fs_inv.dat", "");
-    EXPECT_EQ(m_clFs.fGetFileSystem(), -1) << "the file itself counts first";
+    EXPECT_EQ(fgSplit(fTable(), "\n").size(), 2U) << "the file itself counts first: a header alone";
     EXPECT_EQ(fgReadFile("../runs"), "once\n");
 }
 

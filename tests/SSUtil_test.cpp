@@ -3,27 +3,20 @@
 #include "collect/MM_INIT_Info.h"
 #include "tests/TestSupport.h"
 
-TEST(InitInfo, ReadsTheReleaseOfManyKernels)
+TEST(InitInfo, KeepsTheReleaseOfTheHostWhileOneLives)
 {
-    const std::tuple<const char*, int, int, int> rows[] = {
-        {"3.10.0-862.el7", 3, 10, 0}, {"2.4", 2, 4, 0}, {"v6.1", 0, 6, 1}, {"5.1234567899.1", 5, 1234567, 1}};
-    for (const auto& [release, major, minor, extra] : rows) {
-        ST_OS_VERSION version = {-1, -1, -1};
-        fgParseRelease(release, version);
-        EXPECT_EQ(std::tuple(version.l_nMajorNum, version.l_nMinorNum, version.l_nExtraNum),
-                  std::tuple(major, minor, extra));
+    const CTestTree tree;
+    const CTestHost host(tree.fTop());
+    for (const auto& row : fgCases("units/releases")) {
+        tree.fWrite("proc/sys/kernel/osrelease", row[0]);
+        auto first = std::make_unique<CMM_INIT_Info>();
+        const CMM_INIT_Info second;
+        first.reset();
+        const ST_OS_VERSION& version = *CMM_INIT_Info::m_pstOsVersion;
+        EXPECT_EQ(std::to_string(version.l_nMajorNum) + " " + std::to_string(version.l_nMinorNum) + " " +
+                      std::to_string(version.l_nExtraNum),
+                  row.at(1));
     }
-}
-
-TEST(InitInfo, SharesOneRecordAmongTheLiving)
-{
-    auto first = std::make_unique<CMM_INIT_Info>();
-    ST_OS_VERSION* record = CMM_INIT_Info::m_pstOsVersion;
-    ASSERT_NE(record, nullptr);
-    const CMM_INIT_Info second;
-    first.reset();
-    EXPECT_EQ(CMM_INIT_Info::m_pstOsVersion, record);
-    EXPECT_EQ(CMM_INIT_Info::m_nNObjs, 1);
 }
 
 TEST(SSUtil, SignedSharesRecoverA32BitWrapAndAdditionDoesNot)
