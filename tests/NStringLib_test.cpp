@@ -54,10 +54,8 @@ TEST(NStringLib, TextsAreSplitIntoTokens)
         std::ranges::replace(text, '\0', '0');
         EXPECT_EQ(std::pair(tokens, text), std::pair(row.at(4), row.at(5))) << row[0];
     }
-    for (auto [quoted, word] : {std::pair<std::string, const char*>("desc: \"abc\"", "abc\""),
-                                {"desc: \"abc def\"", "abc"},
-                                {"no quote", "no quote"}})
-        EXPECT_STREQ(NCutQmark(quoted.data()), word);
+    for (auto row : fgCases("strings/quoted"))
+        EXPECT_EQ(NCutQmark(row[0].data()), row.at(1));
 }
 
 TEST(NStringLib, NumbersAndIdentifiersAreTold)
