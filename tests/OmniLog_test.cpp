@@ -156,24 +156,18 @@ TEST_F(CLogTest, OldFiles)
 
 TEST_F(CLogTest, AgentLogResumes)
 {
-    const std::string& day = m_strDay;
     m_stTree.fReplaceScript("utils/INSTALL/recentlogfile.sh",
-                            "#!/bin/sh\necho \"$*\" >>asked\nmv answer ../aproc/shell/recentlogfile.dat\n");
-    for (const auto& [name, answer, file] :
-         {std::tuple("AGENT", day + "_AGENT_3.log\nnext\n", day + "_AGENT_3.log"),
-          {"myagent", day + "_q.log", day + "_q.log"}, // no newline: nothing is cut
-          {"AGENT", "20000101_AGENT.log\n", day + "_AGENT.log"},
-          {"AGENT", "../" + day + ".log\n", day + "_AGENT.log"},
-          {"T", day + "_s.log\n", day + "_T.log"}}) // does not ask
-    {
-        fgWriteFile("answer", answer);
+                            "#!/bin/sh\necho \"$*\" >>asked\n"
+                            "printf \"$(sed s/DAY/$1/ answer)\" >../aproc/shell/recentlogfile.dat\n");
+    for (const auto& row : fgCases("log/resumed")) { // why, log, answer, name of the file behind the day
+        fgWriteFile("answer", row.at(2));
         fs::remove("asked");
-        COmniLog log(2, name, 2);
+        COmniLog log(2, row.at(1).c_str(), 2);
         fPrepare(log);
         EXPECT_EQ(1, log.fWrite(LOG_ERROR, "m.cpp", "text"));
-        EXPECT_EQ(LOGS + file, log.m_pstrLogFile) << answer;
+        EXPECT_EQ(LOGS + m_strDay + row.at(3), log.m_pstrLogFile) << row[0];
         log.fLogNameChange(0); // once the day has begun nothing is resumed
-        EXPECT_EQ(*name == 'T' ? "" : day + "\n", fgReadFile("asked"));
+        EXPECT_EQ(row[1] == "T" ? "" : m_strDay + "\n", fgReadFile("asked"));
     }
     EXPECT_EQ(-1, m_stLog.fGetRecentLogFile("1;touch x"));
     EXPECT_FALSE(fs::exists("x"));
