@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <fcntl.h>
-#include <map>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -30,20 +29,18 @@ protected:
     {
         return fgWriteBufferRecord(family, fNoon(), first, second);
     }
-    // Makes the files of a list of "DAY-FAMILY_STEP BYTES TIME", the day in May 2005, the time in
+    // Makes the files of a list of "NAME BYTES TIME", the name from the day in May 2005 on, the time in
     // nanoseconds.
-    static std::map<std::string, uintmax_t> fMakeFiles(const std::string& list)
+    static void fMakeFiles(const std::string& list)
     {
         const std::vector<std::string> words = fgSplit(list, " ");
-        std::map<std::string, uintmax_t> sizes;
         for (size_t i = 0; i + 2 < words.size(); i += 3) {
-            const std::string path = FOLDER + "200505" + words[i] + ".buf";
+            const std::string path = FOLDER + "200505" + words[i];
             fgWriteFile(path, "");
-            fs::resize_file(path, sizes[path] = std::stoull(words[i + 1]));
+            fs::resize_file(path, std::stoull(words[i + 1]));
             const timespec times[] = {{9, 0}, {9, std::stol(words[i + 2])}};
             utimensat(AT_FDCWD, path.c_str(), times, 0);
         }
-        return sizes;
     }
     // What this process has written so far, in calls; 0 when the kernel does not count them.
     static int fWrites()
@@ -79,36 +76,18 @@ TEST_F(BufferFile, WritesRecordsByteForByte)
 
 TEST_F(BufferFile, ChoosesTheFileAndKeepsTheLimit)
 {
-    const std::tuple<const char*, int, std::string, std::string, std::string> rows[] = {
-        {"a fifth is not more", 5, "20-BUF_1 1048576 9", "20-BUF_1", ""},
-        {"more than a fifth", 5, "20-BUF_1 1048577 9", "20-BUF_2", ""},
-        {"behind step 99", 5, "20-BUNF_99 1048577 9", "20-BUNF_1", ""},
-        {"newest by nanoseconds", 5, "20-BUF_3 10 9 20-BUF_7 10 8", "20-BUF_3", ""},
-        {"of one moment the higher step", 5, "20-BUF_9 10 9 20-BUF_10 10 9", "20-BUF_10", ""},
-        {"below the limit", 5, "19-BUF_1 4194302 8 20-BUF_1 1048577 9", "20-BUF_2", ""},
-        {"at it", 5, "19-BUF_1 4194303 8 19-BUF_2 0 7 20-BUF_1 1048577 9", "20-BUF_2", "19-BUF_2"},
-        {"of one moment the lower step", 1, "19-BUF_10 999999 8 19-BUF_9 999999 8", "20-BUF_1", "19-BUF_9"},
-        {"only with a new file", 5, "19-BUF_1 9999999 8 20-BUF_1 1048576 9", "20-BUF_1", ""},
-        {"a new day's first file", 5, "19-BUNF_1 5242880 8", "20-BUNF_1", "19-BUNF_1"},
-        {"64 bits", 4096, "19-BUF_1 4294967296 8 20-BUF_1 858993460 9", "20-BUF_2", "19-BUF_1"},
-    };
-    for (const auto& [why, limit, files, written, removed] : rows) {
+    for (const auto& row : fgCases("buffer/files")) { // why, family, limit, files with times, files behind it
         fs::remove_all(FOLDER);
-        g_nDataBufferSaveMaxSize = limit;
-        const bool second = written.find("BUNF") != written.npos;
-        auto expected = fMakeFiles(files);
-        const std::string path = FOLDER + "200505" + removed + ".buf";
-        const int lines = static_cast<int>(expected.erase(path));
-        uintmax_t& size = expected[FOLDER + "200505" + written + ".buf"];
-        size += fRecord("b", "c").size() + (size > 0 ? 1 : 0); // the files made here end in no newline
-        EXPECT_EQ(fWrite(second ? BUFFER_BUNF : BUFFER_BUF, "b", "c"), 1) << why;
-        std::map<std::string, uintmax_t> found;
-        for (const auto& entry : fs::directory_iterator(FOLDER))
-            found[entry.path().string()] = entry.file_size();
-        EXPECT_EQ(found, expected) << why;
-        EXPECT_EQ(m_clLog.fCount((second ? "]unlinkfile BUNF[" : "]unlinkfile [") + path + "]"), lines)
-            << why;
+        fMakeFiles(row.at(3));
+        g_nDataBufferSaveMaxSize = atoi(row.at(2).c_str());
+        EXPECT_EQ(fWrite(row.at(1) == "BUF" ? BUFFER_BUF : BUFFER_BUNF, "b", "c"), 1) << row[0];
+        std::string files;
+        for (const std::string& name : fgNames(FOLDER))
+            files += " " + name.substr(6) + " " + std::to_string(fs::file_size(FOLDER + name));
+        EXPECT_EQ(files, " " + row.at(4)) << row[0];
     }
+    EXPECT_EQ(m_clLog.fCount("]unlinkfile [../buffer/20050519-BUF_"), 3);
+    EXPECT_EQ(m_clLog.fCount("]unlinkfile BUNF[../buffer/20050519-BUNF_1.buf]"), 1);
 }
 
 // A limit on the size of files stands for the full disk. A record is one write, so that those of several

@@ -2,8 +2,8 @@
 
 #include <chrono>
 #include <csignal>
-#include <net/if.h>
-#include <sys/ioctl.h>
+#include <map>
+#include <regex>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -99,90 +99,64 @@ std::vector<CDescriptor> fFillQueue()
     return queued;
 }
 
-struct ST_CHECK
-{
-    const char* l_strWhy;
-    std::vector<std::string> l_clSources;
-    int l_nAnswer;
-    double l_dSeconds; // that it takes
-    SERVER l_fnUsual;  // at the usual port of TCP; none: nobody listens
-    SERVER l_fnOther;  // at OTHER_PORT, which the portmapper tells
-    bool l_bDrops = false;
-};
+// By the names that the cases have for them. The queue of a full one is filled.
+const std::map<std::string, SERVER> SERVERS = {{"none", {}},
+                                               {"silent", [](int) { pause(); }},
+                                               {"full", [](int) { pause(); }},
+                                               {"NFS 2", fServes(NFS_PROGRAM, 2)},
+                                               {"NFS 3", fServes(NFS_PROGRAM, 3)},
+                                               {"NFS 4", fServes(NFS_PROGRAM, 4)},
+                                               {"not NFS", fServes(NFS_PROGRAM + 2, 4)},
+                                               {"hangs up", fDribbles(0)},
+                                               {"endless", fDribbles(101)}};
 
-// The answer, after so many seconds; a busy machine may take a little longer.
-void fExpect(int answer, double seconds, const std::string& source, int (*check)(const char*) = chknfsmnt)
+// The answer, after so many seconds; a busy machine may take a little longer. "..." at the end of a source
+// stands for a hundred thousand bytes.
+void fExpect(int (*check)(const char*), std::string source, int answer, double seconds)
 {
+    if (source.ends_with("...")) source.resize(100000, 'x');
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(answer, check(source.c_str())) << source.substr(0, 50);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     EXPECT_TRUE(took.count() >= seconds && took.count() < seconds + 1.5) << took.count();
 }
 
-void fCheck(int (*check)(const char*), bool byTcp, const std::vector<ST_CHECK>& rows)
+// The function and its way, why, sources, the answer to each and the seconds that it takes; who is at the
+// usual port of TCP, and who at OTHER_PORT, which the portmapper tells.
+void fCheck(const std::vector<std::string>& row)
 {
+    SCOPED_TRACE(row.at(2));
+    const bool byTcp = row.at(1) == "tcp";
+    const SERVER& registered = SERVERS.at(row.at(7));
     const CTestSetting<int> mode(g_nIPv6Flag, byTcp ? 1 : 0);
-    for (const ST_CHECK& row : rows) {
-        SCOPED_TRACE(row.l_strWhy);
-        const rpcvers_t version = byTcp ? 3 : 2;
-        rpcb_unset(NFS_PROGRAM, version, nullptr);
-        for (const std::string& network : fgSplit(byTcp ? "tcp tcp6" : "udp", " "))
-            EXPECT_TRUE(!row.l_fnOther || fRegister(NFS_PROGRAM, version, network));
-        const CServer usual(row.l_fnUsual, SOCK_STREAM, NFS_PORT);
-        const CServer other(row.l_fnOther, byTcp ? SOCK_STREAM : SOCK_DGRAM, OTHER_PORT);
-        const auto queued = row.l_bDrops ? fFillQueue() : std::vector<CDescriptor>();
-        for (const std::string& source : row.l_clSources)
-            fExpect(row.l_nAnswer, row.l_dSeconds, source, check);
-    }
+    const rpcvers_t version = byTcp ? 3 : 2;
+    rpcb_unset(NFS_PROGRAM, version, nullptr);
+    for (const std::string& network : fgSplit(byTcp ? "tcp tcp6" : "udp", " "))
+        EXPECT_TRUE(!registered || fRegister(NFS_PROGRAM, version, network));
+    const CServer usual(SERVERS.at(row.at(6)), SOCK_STREAM, NFS_PORT);
+    const CServer other(registered, byTcp ? SOCK_STREAM : SOCK_DGRAM, OTHER_PORT);
+    const auto queued = row[6] == "full" ? fFillQueue() : std::vector<CDescriptor>();
+    for (const std::string& source : fgSplit(row.at(3), " "))
+        fExpect(row[0] == "chknfsmnt" ? chknfsmnt : fgNfsCheck, source, atoi(row.at(4).c_str()),
+                atof(row.at(5).c_str()));
 }
 
 // In network, mount and process namespaces, where no port and no process of the host is touched.
 TEST(CheckNfs, AsksARealPortmapperAndServers)
 {
-    if (!fgIsApart("-nmpf --mount-proc --kill-child", "mount -t tmpfs tmpfs /run")) return;
-    ifreq loopback = {{"lo"}, {}};
-    loopback.ifr_flags = IFF_UP;
-    EXPECT_EQ(0, ioctl(CDescriptor(socket(AF_INET, SOCK_DGRAM, 0)).fGet(), SIOCSIFFLAGS, &loopback));
-
-    const SERVER silent = [](int) { pause(); };
-    const SERVER two = fServes(NFS_PROGRAM, 2), three = fServes(NFS_PROGRAM, 3),
-                 four = fServes(NFS_PROGRAM, 4);
-    const std::string four4 = "127.0.0.1:/x", four6 = "[::1]:/x", longest = four4 + std::string(100000, 'x');
-    fExpect(0, 0, four4); // no portmapper
+    if (!fgIsApart("-nmpf --mount-proc --kill-child", "mount -t tmpfs tmpfs /run && ip link set lo up"))
+        return;
+    fExpect(chknfsmnt, "127.0.0.1:/x", 0, 0); // no portmapper
     {
-        const CServer portmapper(silent, SOCK_DGRAM, PMAPPORT);
-        fExpect(0, 2, four4);
+        const CServer portmapper(SERVERS.at("silent"), SOCK_DGRAM, PMAPPORT);
+        fExpect(chknfsmnt, "127.0.0.1:/x", 0, 2);
     }
     const auto run = [](int) { execl("/usr/sbin/rpcbind", "rpcbind", "-f", nullptr); };
     const CServer portmapper(run, SOCK_DGRAM, 0);
     if (!fgAwait([] { return fRegister(NFS_PROGRAM + 1, 1, "tcp"); }))
         GTEST_SKIP() << "rpcbind cannot be started here";
-    fCheck(chknfsmnt, false,
-           {{"not registered", {four4}, 0, 0, {}, {}},
-            {"registered, but silent", {four4}, 0, 5, {}, silent},
-            {"another version", {four4}, 0, 0, {}, three},
-            {"registered", {four4, "localhost:/a:b", "127.1", longest}, 1, 0, {}, two},
-            {"no host", {"", ":/x", "nohost.invalid:/x", longest.substr(50)}, 0, 0, {}, two}});
-    fCheck(
-        chknfsmnt, true,
-        {{"the usual port", {four6, "::1:/x", four4, "localhost:/x"}, 1, 0, four, {}},
-         {"refuses the version", {four6}, 1, 0, two, {}},
-         {"another program", {four6}, 0, 0, fServes(NFS_PROGRAM + 2, 4), {}},
-         {"hangs up", {four6}, 0, 0, fDribbles(0), {}},
-         {"nobody", {"localhost:/x"}, 0, 0, {}, {}},
-         {"no host", {"[]:/x"}, 0, 0, four, {}},
-         {"registered", {four6, four4}, 1, 0, {}, three},
-         {"registered, another program at the usual port", {four4}, 1, 0, fServes(NFS_PROGRAM + 2, 4), three},
-         {"registered, usual port dropped", {four6}, 1, 2.5, silent, three, true},
-         {"silent", {four4}, 0, 5, silent, three},
-         {"endless reply", {four6}, 0, 5, fDribbles(101), {}}});
-    fCheck(fgNfsCheck, true, {{"no host", {"[]:/x"}, -1, 0, {}, {}}});
-    fCheck(fgNfsCheck, false, // connects to dotted addresses alone
-           {{"nobody", {four4}, 0, 0, {}, {}},
-            {"connects", {four4}, 1, 0, silent, {}},
-            {"not tested", {"localhost:/x", "1-2.0.0.1:/x"}, 0, 0, silent, {}},
-            {"bad input", {"127.0.0.1", "nohost.invalid:/x", ":/x"}, -1, 0, silent, {}},
-            {"dropped", {four4}, 0, 5, silent, {}, true}});
+    for (const auto& row : fgCases("nfs/servers"))
+        fCheck(row);
     EXPECT_EQ(-1, fgNfsCheck(nullptr) + chknfsmnt(nullptr));
     struct sigaction action = {};
     sigaction(SIGALRM, nullptr, &action);
@@ -191,23 +165,14 @@ TEST(CheckNfs, AsksARealPortmapperAndServers)
 
 TEST(NfsTexts, HostsAndAddresses)
 {
-    for (const auto& [host, sources] : {std::pair("host", "host:/a:b host:export host"),
-                                        {"fe80::1%eth0", "[fe80::1%eth0]:/a"},
-                                        {"2001:db8::", "2001:db8:::/a"},
-                                        {"::1", "::1 [::1"},
-                                        {"", "[]:/a :"}})
-        for (const std::string& source : fgSplit(sources, " "))
-            EXPECT_EQ(host, fgNfsHost(source)) << source;
-    constexpr std::tuple<int, int, const char*> ROWS[] = {
-        // loose, strict
-        {1, 1, "192.168.1.1 255.255.255.255 1..2.3 ...9 0123.1.1.1"},
-        {1, 0, "1-2.3.4.5 -9.2.3.4 1.2.3. ... 00001.1.1.1 1.1.1.00001 1.2.3.004a 1.2.003a.4 0000001.2.3.40"},
-        {0, 0, " 192.168.1 1.2.3.400 256.2.3.4 a.b.c.d 1.2.3.4.5 1.2.3.4a 0000001.2.3.400 99999999999.1.1"}};
-    for (const auto& [loose, strict, texts] : ROWS)
-        for (const std::string& text : fgSplit(texts, " "))
-            EXPECT_EQ(std::pair(loose, strict),
-                      std::pair(fgIPCheck(text.c_str()), fgIPVaildCheck(text.c_str())))
-                << text;
+    for (const auto& row : fgCases("nfs/hosts"))
+        for (const std::string& source : fgSplit(row.at(1), " "))
+            EXPECT_EQ(row[0], fgNfsHost(source)) << source;
+    for (const auto& row : fgCases("nfs/addresses")) // loose, strict
+        for (const std::string& text : fgSplit(row.at(2), " ")) {
+            EXPECT_EQ(row[0], std::to_string(fgIPCheck(text.c_str()))) << text;
+            EXPECT_EQ(row.at(1), std::to_string(fgIPVaildCheck(text.c_str()))) << text;
+        }
     sockaddr_in address;
     memset(&address, 0xFF, sizeof(address));
     EXPECT_EQ(1, get_inaddr(&address, "10.1.2.3"));
@@ -244,14 +209,10 @@ TEST(Watchdog, InterruptsWhatIsArmedAndAHeartThatStopped)
     EXPECT_TRUE(isInterrupted(15));
     fgStoreFlag(g_nAlarmThStatus, 0);
     watchdog.join();
-    const std::string tail = "[pid:" + std::to_string(getpid()) + "] time out[";
-    const std::string alarm = tail + "2 sec](DEBUG NO : 10718)", block = tail + "1 sec](DEBUG NO : 10718)";
-    EXPECT_EQ((std::vector<std::string>{"[INFO][UNI]signal alarm sending-alarm" + alarm,
-                                        "[INFO][UNI]signal alarm send-alarm" + alarm,
-                                        "[INFO][UNI]signal alarm sending-block" + block,
-                                        "[INFO][UNI]signal alarm send-block" + block,
-                                        "[INFO][UNI]signal alarm thread exit"}),
-              log.fLines());
+    std::string lines;
+    for (const std::string& line : log.fLines())
+        lines += std::regex_replace(line, std::regex("pid:" + std::to_string(getpid())), "pid:N") + "\n";
+    EXPECT_EQ(fgFixture("nfs/watchdog"), lines);
     pthread_sigmask(SIG_UNBLOCK, &alarms, nullptr);
 }
 } // namespace

@@ -1,6 +1,5 @@
 #include "lib/NCmdScheduler.h"
 
-#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -47,18 +46,15 @@ protected:
 
 TEST_F(CSchedulerTest, RefusesWhatIsMissing)
 {
-    using TEXT = const char*;
-    for (const auto& [home, key, cmd, message] :
-         {std::tuple<TEXT, TEXT, TEXT, TEXT>(nullptr, "k", "x", "failed : home path strlen is null"),
-          {"", "k", "x", "failed : home path strlen is zero"},
-          {"/nowhere", nullptr, "x", "key is null"},
-          {"/nowhere", "k", "", "string is strlen zero"}})
+    for (auto row :
+         fgCases("commands/refused")) // home, key, command, of which one may be none, and what it says
         for (const int type : {CMD_TYPE_FILE, CMD_TYPE_LIST}) {
+            const auto text = [&row](size_t at) { return row[at] == "none" ? nullptr : row[at].data(); };
             CCmdScheduler scheduler;
             scheduler.m_nCmdSchedulerType = type;
-            scheduler.fSetCmdSchedulerHomePath(home);
-            EXPECT_EQ(-1, scheduler.fCmdSave(const_cast<char*>(key), cmd));
-            EXPECT_TRUE(fLogged(std::string("command save ") + message)) << message;
+            scheduler.fSetCmdSchedulerHomePath(text(0));
+            EXPECT_EQ(-1, scheduler.fCmdSave(text(1), text(2)));
+            EXPECT_TRUE(fLogged("command save " + row.at(3))) << row[3];
         }
 }
 
@@ -75,10 +71,7 @@ TEST_F(CSchedulerTest, FileModeWritesOneFileForAPendingKeyOrRuns)
     EXPECT_EQ(0, m_Scheduler.fCmdSave(const_cast<char*>("cpu_inv_1"), "y"));
     EXPECT_TRUE(fLogged("command already save [" + file + "]-skip : y"));
     EXPECT_EQ("x", fgReadFile(file));
-    struct stat state = {};
-    ASSERT_EQ(0, lstat(file.c_str(), &state));
-    EXPECT_EQ(static_cast<mode_t>(S_IFREG | 0600), state.st_mode);
-    EXPECT_FALSE(fs::exists(fTop("elsewhere")));
+    EXPECT_EQ(fs::perms(0600), fs::symlink_status(file).permissions()) << "those of a link are others";
 
     fSaveFromFour("x");
     EXPECT_EQ(50, m_Log.fCount("command save success[" + m_strHome + "shcmd_k"));
@@ -99,20 +92,15 @@ TEST_F(CSchedulerTest, FileModeWritesOneFileForAPendingKeyOrRuns)
 
 TEST_F(CSchedulerTest, ListsTheLineThatIsRun)
 {
-    for (const auto& [home, key, cmd, line] :
-         {std::tuple("/h", "a b/../c", "run", "run;echo $? > /h/a_b____c &"),
-          {"/h", "3", "run;\n", "run;echo $? > /h/3 &"},
-          {"/h", "5", "echo \\&", "echo \\&;echo $? > /h/5 &"},
-          {"/h'i & j", "k", "run", "run;echo $? > '/h'\\''i & j/k' &"}})
-    {
+    for (const auto& row : fgCases("commands/lines")) { // home, key, command, the line
         CCmdScheduler scheduler;
-        scheduler.fSetCmdSchedulerHomePath(home);
+        scheduler.fSetCmdSchedulerHomePath(row[0].c_str());
         for (int times = 0; times < 2; ++times)
-            EXPECT_EQ(0, scheduler.fCmdPush(key, cmd)) << line;
-        ASSERT_EQ(1u, scheduler.m_CmdList.size()) << line;
-        EXPECT_STREQ(key, scheduler.m_CmdList.front()->l_strCmdReqKey);
-        EXPECT_STREQ(line, scheduler.m_CmdList.front()->l_pstrCmdStr);
-        EXPECT_TRUE(fLogged("exists command in linked-list[" + std::string(line) + "]")) << line;
+            EXPECT_EQ(0, scheduler.fCmdPush(row.at(1).c_str(), row.at(2).c_str()));
+        ASSERT_EQ(1u, scheduler.m_CmdList.size()) << row.at(3);
+        EXPECT_EQ(row[1], scheduler.m_CmdList.front()->l_strCmdReqKey);
+        EXPECT_EQ(row[3], scheduler.m_CmdList.front()->l_pstrCmdStr);
+        EXPECT_TRUE(fLogged("exists command in linked-list[" + row[3] + "]"));
     }
 }
 
@@ -120,7 +108,7 @@ TEST_F(CSchedulerTest, ListCycleStartsEachCommandOnceAndForgetsIt)
 {
     m_Scheduler.m_nCmdSchedulerType = CMD_TYPE_LIST;
     EXPECT_EQ(0, fSave("inv/1", fUntilGo() + "; echo slow >> " + fTop("out") + "; (exit 3)"));
-    EXPECT_EQ(0, fSave("inv 2", "echo quick >> " + fTop("out") + " &"));
+    EXPECT_EQ(0, fSave("inv 2", "echo quick >> " + fTop("out") + " &\n"));
     const std::string result = m_Scheduler.m_CmdList.front()->l_pstrResultFile;
     EXPECT_TRUE(result.starts_with(m_strHome + "inv_1_1")) << result; // the seconds since 1970 begin with 1
     m_Scheduler.fCmdListCycle(); // would not end if it waited for the first

@@ -1,5 +1,6 @@
 #include "lib/NStringLib.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -43,28 +44,18 @@ template <class T> void fCheckNumber(unsigned char type, T value, const char* te
 
 TEST(NStringLib, TextsAreSplitIntoTokens)
 {
-    const std::tuple<const char*, decltype(&Nstrtok), const char*, const char*, const char*> rows[] = {
-        {"empty first and last token", Nstrtok, ",a,,b,", ",", "[][a][b][]"},
-        {"any of the set, mixed runs", Nstrtok, "a \t b\tc", " \t", "[a][b][c]"},
-        {"repeated separators, one at the end", Nstrstrtok, "a::::b::", "::", "[a][][b][]"},
-        {"the first match wins", Nstrstrtok, "a:::b", "::", "[a][:b]"},
-        {"empty separator", Nstrstrtok, "a", "", "[a]"},
-    };
-    for (const auto& [why, split, text, delimiters, expected] : rows) {
-        std::string copy = text, tokens;
-        char* cursor = copy.data();
-        while (const char* token = split(nullptr, delimiters, &cursor))
+    // Why, the function, what separates, the text; its tokens, and what is left of it, a 0 for each NUL.
+    for (const auto& row : fgCases("strings/tokens")) {
+        std::string text = row.at(3), tokens;
+        const auto split = row.at(1) == "Nstrtok" ? Nstrtok : Nstrstrtok;
+        char* cursor = text.data();
+        while (const char* token = split(nullptr, row.at(2).c_str(), &cursor))
             tokens += "[" + std::string(token) + "]";
-        EXPECT_EQ(tokens, expected) << why;
+        std::ranges::replace(text, '\0', '0');
+        EXPECT_EQ(std::pair(tokens, text), std::pair(row.at(4), row.at(5))) << row[0];
     }
-    char text[] = "x--y";
-    char* cursor = nullptr;
-    Nstrstrtok(text, "--", &cursor);
-    EXPECT_EQ(memcmp(text, "x\0\0y", 5), 0) << "the whole separator is overwritten";
-    for (auto [quoted, word] : {std::pair<std::string, const char*>("desc: \"abc\"", "abc\""),
-                                {"desc: \"abc def\"", "abc"},
-                                {"no quote", "no quote"}})
-        EXPECT_STREQ(NCutQmark(quoted.data()), word);
+    for (auto row : fgCases("strings/quoted"))
+        EXPECT_EQ(NCutQmark(row[0].data()), row.at(1));
 }
 
 TEST(NStringLib, NumbersAndIdentifiersAreTold)
@@ -72,16 +63,12 @@ TEST(NStringLib, NumbersAndIdentifiersAreTold)
     for (const auto& [text, expected] :
          {std::pair("7", 1), {"-", 1}, {"+12", 1}, {"", 0}, {"1-2", 0}, {"--1", 0}, {" 1", 0}, {"1.5", 0}})
         EXPECT_EQ(Nisdigit(text), expected) << text;
-    const std::tuple<const char*, const char*, const char*, int> rows[] = {
-        {"not as text", "1.10", "1.9", 1},
-        {"cut at 15 characters", "1.3.6.1.4.1.1.2", "1.3.6.1.4.1.1.23", 0},
-        {"at 15, not before", "1.3.6.1.4.1.123", "1.3.6.1.4.1.124", -1},
-        {"parts cut at 9 digits", "1.1234567891", "1.1234567899", 0},
-        {"not there", nullptr, "1", -1},
-    };
-    for (const auto& [why, left, right, expected] : rows)
-        EXPECT_EQ(std::pair(NOidCmp(left, right), NOidCmp(right, left)), std::pair(expected, -expected))
-            << why;
+    for (const auto& row : fgCases("strings/identifiers")) { // why, two of them, their order
+        const int order = NOidCmp(row.at(1).c_str(), row.at(2).c_str());
+        EXPECT_EQ(order, atoi(row.at(3).c_str())) << row[0];
+        EXPECT_EQ(NOidCmp(row[2].c_str(), row[1].c_str()), -order) << row[0];
+    }
+    EXPECT_EQ(NOidCmp(nullptr, "1"), -1);
 }
 
 TEST(NStringLib, ValuesBecomeTextAndBackByType)

@@ -7,45 +7,43 @@ namespace
 {
 char g_acObjects[16]; // payloads: each node gets that of the place at which it was added
 
-void fFill(CObjectList& list, const std::vector<int>& keys)
+// Adds nodes of these keys, between which stand blanks.
+void fFill(CObjectList& list, const std::string& keys)
 {
-    for (size_t i = 0; i < keys.size(); i++) {
-        const ST_OBJECTLIST_LNKLST node = {keys[i], g_acObjects + i, nullptr, nullptr};
+    int place = 0;
+    for (const std::string& key : fgSplit(keys, " ")) {
+        const ST_OBJECTLIST_LNKLST node = {std::stoi(key), g_acObjects + place++, nullptr, nullptr};
         list.fAddNode(&node);
     }
 }
 
-// "key/place" forwards by the cursor; backwards, and the count, have to agree.
+// "(key/place)" forwards by the cursor; backwards, and the count, have to agree.
 std::string fText(CObjectList& list)
 {
-    std::string forwards, backwards;
-    const auto show = [](const ST_OBJECTLIST_LNKLST& node) {
-        const auto place = static_cast<char*>(node.m_pvdData) - g_acObjects;
-        return std::to_string(node.m_nIndex) + "/" + std::to_string(place) + " ";
-    };
-    long count = 0;
+    std::vector<const ST_OBJECTLIST_LNKLST*> forwards, backwards;
     list.fMoveFirst();
-    for (; const ST_OBJECTLIST_LNKLST* node = list.fMoveNext(); count++)
-        forwards += show(*node);
+    while (const auto* node = list.fMoveNext())
+        forwards.push_back(node);
     list.fMoveLast();
-    while (const ST_OBJECTLIST_LNKLST* node = list.fMovePrev())
-        backwards = show(*node) + backwards;
+    while (const auto* node = list.fMovePrev())
+        backwards.insert(backwards.begin(), node);
     EXPECT_EQ(forwards, backwards);
-    EXPECT_EQ(list.fGetNodeCnt(), count);
-    return forwards;
+    EXPECT_EQ(forwards.size(), list.fGetNodeCnt());
+    std::string text;
+    for (const auto* node : forwards) {
+        const auto place = static_cast<char*>(node->m_pvdData) - g_acObjects;
+        text += "(" + std::to_string(node->m_nIndex) + "/" + std::to_string(place) + ")";
+    }
+    return text;
 }
 
 TEST(ObjectList, OrdersAndDuplicates)
 {
-    constexpr std::tuple<int, int, const char*> ROWS[] = {
-        {1, 1, "5/0 1/1 5/2 3/3 "},  {2, 1, "3/3 5/2 1/1 5/0 "}, {3, 1, "1/1 3/3 5/0 5/2 "},
-        {4, -1, "5/0 5/2 3/3 1/1 "}, {0, 7, "1/1 3/3 5/0 5/2 "}, {5, 1, "1/1 3/3 5/0 5/2 "},
-        {3, 0, "1/1 3/3 5/0 "}};
-    for (const auto& [order, duplicates, text] : ROWS) {
-        CObjectList list(order, 1, duplicates);
-        fFill(list, {5, 1, 5, 3});
+    for (const auto& row : fgCases("lists/orders")) { // why, order, duplicates, keys and their places
+        CObjectList list(atoi(row.at(1).c_str()), 1, atoi(row.at(2).c_str()));
+        fFill(list, "5 1 5 3");
         EXPECT_EQ(5, list.fGetNode()->m_nIndex) << "the first one keeps the cursor";
-        EXPECT_EQ(text, fText(list)) << order;
+        EXPECT_EQ(row.at(3), fText(list)) << row[0];
     }
     CObjectList list;
     EXPECT_EQ(0, list.fMoveFirst() + list.fMoveLast() + list.fGetErrorCode());
@@ -55,21 +53,17 @@ TEST(ObjectList, OrdersAndDuplicates)
 
 TEST(ObjectList, DeletingWalksOnceAndPassesTheNewHead)
 {
-    // Keys, moves of the cursor from the head, what is left, the key at the cursor then (0: none).
-    const std::tuple<std::vector<int>, int, const char*, int> rows[] = {{{2, 7, 3, 7}, 1, "2/0 3/2 ", 2},
-                                                                        {{7, 7, 3, 7}, 0, "7/1 3/2 ", 7},
-                                                                        {{7, 7, 7, 7}, 2, "7/1 ", 7},
-                                                                        {{7}, 0, "", 0},
-                                                                        {{3, 2}, 1, "3/0 2/1 ", 2}};
-    for (const auto& [keys, moves, left, cursor] : rows) {
+    // Why, keys, moves of the cursor from the head, what is left, the key at the cursor then (0: none).
+    for (const auto& row : fgCases("lists/deletions")) {
         CObjectList list(LIST_ORDER_APPEND);
-        fFill(list, keys);
+        fFill(list, row.at(1));
         const bool isThere = list.fGetNode(7) != nullptr;
-        for (int i = 0; i < moves; i++)
+        for (int i = 0; i < atoi(row.at(2).c_str()); i++)
             list.fMoveNext();
-        EXPECT_EQ(isThere ? 1 : 0, list.fDeleteNode(7));
-        EXPECT_EQ(cursor, list.fGetNode() == nullptr ? 0 : list.fGetNode()->m_nIndex);
-        EXPECT_EQ(left, fText(list));
+        EXPECT_EQ(isThere ? 1 : 0, list.fDeleteNode(7)) << row[0];
+        EXPECT_EQ(atoi(row.at(4).c_str()), list.fGetNode() == nullptr ? 0 : list.fGetNode()->m_nIndex)
+            << row[0];
+        EXPECT_EQ(row[3], fText(list)) << row[0];
     }
 }
 

@@ -1,27 +1,20 @@
 #include "collect/SSList.h"
 
 #include <cstdlib>
-#include <gtest/gtest.h>
-#include <utility>
-#include <vector>
+
+#include "tests/TestSupport.h"
 
 namespace
 {
-// Elements are numbers whose whole part is the key; the fraction tells equals apart.
-int fKey(const void* item)
+// Elements are numbers of two digits: by the first they are compared, the second tells equals apart.
+template <class T> int fBy(const void* left, const void* right)
 {
-    return static_cast<int>(*static_cast<const double*>(item));
+    return T()(*static_cast<const int*>(left) / 10, *static_cast<const int*>(right) / 10);
 }
-constexpr auto fDifference = [](const void* left, const void* right) { return fKey(left) - fKey(right); };
-constexpr auto fGreater = [](const void* left, const void* right) {
-    return fKey(left) > fKey(right) ? 1 : 0;
-};
-constexpr auto fEqual = [](const void* left, const void* right) { return fKey(left) == fKey(right) ? 1 : 0; };
-constexpr auto fTwoWhenEqual = [](const void* left, const void* right) { return 2 * fEqual(left, right); };
 
-using ITEMS = std::vector<double>;
-constexpr int SIZE = sizeof(double);
-constexpr double TWO = 2;
+using ITEMS = std::vector<int>;
+constexpr int SIZE = sizeof(int);
+constexpr int TWENTY = 20;
 
 class SSList : public testing::Test
 {
@@ -29,15 +22,14 @@ protected:
     ~SSList() override { m_clList.fSlDeleteAll(); }
     void fFill(const ITEMS& items)
     {
-        m_clList.fSlDeleteAll();
-        for (const double& item : items)
+        for (const int& item : items)
             m_clList.fSlInsert(&item, SIZE, nullptr);
     }
     ITEMS fItems()
     {
         ITEMS items;
         for (ST_SSNODE_T* node = fHead()->m_pstNext; node != nullptr; node = node->m_pstNext)
-            items.push_back(*fgNodeElement<double>(node));
+            items.push_back(*fgNodeElement<int>(node));
         return items;
     }
     ST_SSNODE_T* fHead() { return m_clList.fSlGetHeadNode(); }
@@ -47,53 +39,50 @@ protected:
 
 TEST_F(SSList, InsertsAtTheTailTheHeadAndInOrder)
 {
-    fFill({1, 3.1, 3.2, 7});
-    for (const double& item : {5.0, 3.3, 9.0, 0.5})
-        m_clList.fSlInsertFcmp(&item, SIZE, fGreater);
-    EXPECT_EQ(fItems(), (ITEMS{0.5, 1, 3.1, 3.2, 3.3, 5, 7, 9})) << "behind its equals";
-    EXPECT_EQ(m_clList.fSlInsertLifo(&TWO, SIZE, nullptr), fHead()->m_pstNext);
-    EXPECT_EQ(m_clList.fSlInsert(&TWO, -1, nullptr), nullptr);
+    fFill({10, 31, 32, 70});
+    for (const int& item : {50, 33, 90, 5})
+        m_clList.fSlInsertFcmp(&item, SIZE, fBy<std::greater<>>);
+    EXPECT_EQ(fItems(), (ITEMS{5, 10, 31, 32, 33, 50, 70, 90})) << "behind its equals";
+    EXPECT_EQ(m_clList.fSlInsertLifo(&TWENTY, SIZE, nullptr), fHead()->m_pstNext);
+    EXPECT_EQ(m_clList.fSlInsert(&TWENTY, -1, nullptr), nullptr);
     EXPECT_EQ(m_clList.fSlNList(), 9);
 }
 
 // The list remembers where its tail was.
 TEST_F(SSList, InsertsAtTheTailAfterWhateverMovedIt)
 {
-    const double one = 1;
-    const auto insert = [&] { m_clList.fSlInsert(&one, SIZE, nullptr); };
-    fFill({5, 2, 3}); // 2 was the last when 3 came
-    m_clList.fSlDelete(&TWO, SIZE, fEqual);
-    insert();
-    m_clList.fSlSort(nullptr, 0, fGreater);
-    insert();
-    EXPECT_EQ(fItems(), (ITEMS{1, 3, 5, 1}));
+    fFill({50, 20, 30}); // 20 was the last when 30 came
+    m_clList.fSlDelete(&TWENTY, SIZE, fBy<std::equal_to<>>);
+    fFill({10});
+    m_clList.fSlSort(nullptr, 0, fBy<std::greater<>>);
+    fFill({10});
+    EXPECT_EQ(fItems(), (ITEMS{10, 30, 50, 10}));
     while (ST_SSNODE_T* node = fHead()->m_pstNext) {
         fHead()->m_pstNext = node->m_pstNext;
         free(node);
     }
-    insert();
-    EXPECT_EQ(fItems(), ITEMS{1}) << "emptied by hand";
+    fFill({10});
+    EXPECT_EQ(fItems(), ITEMS{10}) << "emptied by hand";
 }
 
-// A comparator that answers anything but 1 for its equals finds nothing.
 TEST_F(SSList, DeletionsDoNotCountDownButEmptyListsDo)
 {
     int deleted = -1;
-    fFill({2, 4, 2.1, 2.2});
-    EXPECT_EQ(m_clList.fSlSearch(&TWO, 0, fEqual), fHead()->m_pstNext);
-    EXPECT_EQ(m_clList.fSlSearch(&TWO, 0, fTwoWhenEqual), nullptr);
-    EXPECT_EQ(m_clList.fSlDelete(&TWO, SIZE, fEqual), fHead());
-    EXPECT_EQ(m_clList.fSlDelete(&TWO, SIZE, fEqual, &deleted), fHead()->m_pstNext);
-    EXPECT_EQ(std::pair(deleted, fItems()), std::pair(2, ITEMS{4}));
+    fFill({20, 40, 21, 22});
+    EXPECT_EQ(m_clList.fSlSearch(&TWENTY, 0, fBy<std::equal_to<>>), fHead()->m_pstNext);
+    EXPECT_EQ(m_clList.fSlSearch(&TWENTY, 0, fBy<std::minus<>>), nullptr) << "2 is not 1";
+    EXPECT_EQ(m_clList.fSlDelete(&TWENTY, SIZE, fBy<std::equal_to<>>), fHead());
+    EXPECT_EQ(m_clList.fSlDelete(&TWENTY, SIZE, fBy<std::equal_to<>>, &deleted), fHead()->m_pstNext);
+    EXPECT_EQ(std::pair(deleted, fItems()), std::pair(2, ITEMS{40}));
     EXPECT_EQ(m_clList.fSlNList(), 4);
     m_clList.fSlDeleteAll();
-    EXPECT_EQ(m_clList.fSlDelete(&TWO, SIZE, fEqual), nullptr);
+    EXPECT_EQ(m_clList.fSlDelete(&TWENTY, SIZE, fBy<std::equal_to<>>), nullptr);
     EXPECT_EQ(m_clList.fSlNList(), -1);
 }
 
 TEST_F(SSList, SortsByAnyPositiveAnswer)
 {
-    fFill({3.1, 1.1, 3.2, 2, 1.2});
-    m_clList.fSlSort(nullptr, 0, fDifference);
-    EXPECT_EQ(fItems(), (ITEMS{1.1, 1.2, 2, 3.1, 3.2})) << "equals stay in order";
+    fFill({41, 11, 42, 20, 12});
+    m_clList.fSlSort(nullptr, 0, fBy<std::minus<>>);
+    EXPECT_EQ(fItems(), (ITEMS{11, 12, 20, 41, 42})) << "equals stay in order";
 }

@@ -1,33 +1,22 @@
 #include "collect/SSUtil.h"
 
-#include <climits>
-#include <tuple>
-
 #include "collect/MM_INIT_Info.h"
-#include "lib/NGFunctions.h"
 #include "tests/TestSupport.h"
 
-TEST(InitInfo, ReadsTheReleaseOfManyKernels)
+TEST(InitInfo, KeepsTheReleaseOfTheHostWhileOneLives)
 {
-    const std::tuple<const char*, int, int, int> rows[] = {
-        {"3.10.0-862.el7", 3, 10, 0}, {"2.4", 2, 4, 0}, {"v6.1", 0, 6, 1}, {"5.1234567899.1", 5, 1234567, 1}};
-    for (const auto& [release, major, minor, extra] : rows) {
-        ST_OS_VERSION version = {-1, -1, -1};
-        fgParseRelease(release, version);
-        EXPECT_EQ(std::tuple(version.l_nMajorNum, version.l_nMinorNum, version.l_nExtraNum),
-                  std::tuple(major, minor, extra));
+    const CTestTree tree;
+    const CTestHost host(tree.fTop());
+    for (const auto& row : fgCases("units/releases")) {
+        tree.fWrite("proc/sys/kernel/osrelease", row[0]);
+        auto first = std::make_unique<CMM_INIT_Info>();
+        const CMM_INIT_Info second;
+        first.reset();
+        const ST_OS_VERSION& version = *CMM_INIT_Info::m_pstOsVersion;
+        EXPECT_EQ(std::to_string(version.l_nMajorNum) + " " + std::to_string(version.l_nMinorNum) + " " +
+                      std::to_string(version.l_nExtraNum),
+                  row.at(1));
     }
-}
-
-TEST(InitInfo, SharesOneRecordAmongTheLiving)
-{
-    auto first = std::make_unique<CMM_INIT_Info>();
-    ST_OS_VERSION* record = CMM_INIT_Info::m_pstOsVersion;
-    ASSERT_NE(record, nullptr);
-    const CMM_INIT_Info second;
-    first.reset();
-    EXPECT_EQ(CMM_INIT_Info::m_pstOsVersion, record);
-    EXPECT_EQ(CMM_INIT_Info::m_nNObjs, 1);
 }
 
 TEST(SSUtil, SignedSharesRecoverA32BitWrapAndAdditionDoesNot)
@@ -55,26 +44,17 @@ TEST(SSUtil, ElapsedTimeLosesWhatSinglePrecisionLoses)
 TEST(SSUtil, FormatsDurationsAndSizes)
 {
     CSSUtil util;
-    const std::pair<int, const char*> durations[] = {
-        {3599, "00:59:59"}, {90061, "1 days 01:01:01"}, {INT_MAX, "24855 days 03:14:07"}, {-5, "00:00:00"}};
-    for (const auto& [seconds, text] : durations)
-        EXPECT_STREQ(util.fFormatTime(seconds), text);
+    for (const auto& row : fgCases("units/durations"))
+        EXPECT_EQ(util.fFormatTime(atoi(row[0].c_str())), row.at(1));
     for (const auto& [size, kilobytes] : {std::pair(512, 4UL), {1024, 9UL}, {4096, 36UL}})
         EXPECT_EQ(util.fBlock2k(9, size), kilobytes);
-    const std::tuple<char* (CSSUtil::*)(unsigned long), unsigned long, const char*> sizes[] = {
-        {&CSSUtil::fKbyteToForm, 0, "0"},
-        {&CSSUtil::fKbyteToForm, 1023, "1023.0 K"},
-        {&CSSUtil::fKbyteToForm, 1048576, "1.0 G"},
-        {&CSSUtil::fKbyteToForm, 1UL << 31, "2.0 T"},
-        {&CSSUtil::fMbyteToForm, 0, "0 M"},
-        {&CSSUtil::fMbyteToForm, 1536, "1.5 G"},
-        {&CSSUtil::fMbyteTo1000Form, 999, "999.0 M"},
-        {&CSSUtil::fMbyteTo1000Form, 2500000, "2.5 T"},
-        {&CSSUtil::fMbyteTo1000FormInt, 1999, "1 G"},
-        {&CSSUtil::fMbyteTo1000FormInt, 1000000, "1 T"},
-    };
-    for (const auto& [format, size, text] : sizes)
-        EXPECT_STREQ((util.*format)(size), text);
+    for (const auto& row : fgCases("units/sizes")) { // as kilobytes and three times as megabytes
+        const unsigned long size = strtoul(row[0].c_str(), nullptr, 10);
+        EXPECT_EQ(util.fKbyteToForm(size), row.at(1));
+        EXPECT_EQ(util.fMbyteToForm(size), row.at(2));
+        EXPECT_EQ(util.fMbyteTo1000Form(size), row.at(3));
+        EXPECT_EQ(util.fMbyteTo1000FormInt(size), row.at(4));
+    }
 }
 
 TEST(SSUtil, ReadsFilesWithinBounds)

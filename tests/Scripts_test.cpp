@@ -21,6 +21,6 @@ TEST_P(Scripts, SayAndDoWhatTheirCallersExpect)
 }
 
 INSTANTIATE_TEST_SUITE_P(, Scripts,
-                         testing::Values("bootstrap", "disks", "interfaces", "launcher", "log", "memory",
-                                         "processes", "processors", "runner"),
+                         testing::Values("bootstrap", "datastores", "disks", "interfaces", "launcher", "log",
+                                         "memory", "processes", "processors", "runner"),
                          [](const auto& subject) { return std::string(subject.param); });
