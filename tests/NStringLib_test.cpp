@@ -92,10 +92,12 @@ TEST(NStringLib, ValuesBecomeTextAndBackByType)
     EXPECT_EQ(bytes.substr(0, 128), own);
     EXPECT_EQ(NValueVtoA(nullptr, &own, VALUE_INT32, 4), nullptr);
     EXPECT_EQ(NValueVtoA("7", &own, VALUE_INT32, -1), nullptr);
+    EXPECT_EQ(NValueVtoA("7", nullptr, VALUE_OCTETS, 128), nullptr);
     EXPECT_EQ(bytes.substr(0, 128), own) << "unusable values change nothing";
     void* block = malloc(4);
     EXPECT_EQ(NValueAtoV("1", &block, 0x33, 4), nullptr);
     EXPECT_EQ(block, nullptr) << "an unknown code frees the block";
+    EXPECT_EQ(NValueAtoV("1", nullptr, VALUE_INT32, 4), nullptr);
     EXPECT_EQ(fToText(0x33, "number", 7), "") << "unknown code";
 }
 

@@ -1,6 +1,9 @@
 #include "collect/SSUtil.h"
 
+#include <clocale>
+
 #include "collect/MM_INIT_Info.h"
+#include "collect/MM_MEM_Info.h"
 #include "tests/TestSupport.h"
 
 TEST(InitInfo, KeepsTheReleaseOfTheHostWhileOneLives)
@@ -70,4 +73,20 @@ TEST(SSUtil, ReadsFilesWithinBounds)
     EXPECT_EQ(util.fFile2Buff("/proc/1/stat", text, sizeof(text)), 3);
     EXPECT_STREQ(text, "a") << "only command lines get blanks";
     EXPECT_EQ(util.fFile2Buff("/proc/1/none", text, sizeof(text)), 0);
+}
+
+// An agent may have set one with a decimal comma.
+TEST(PlainNumbers, HaveAPointInEveryLocale)
+{
+    const CTestTree tree;
+    fgRunCommand("localedef -c -i " HOSTMETRICS_FIXTURES "/units/comma -f ANSI_X3.4-1968 " +
+                 tree.fPath("commas"));
+    setenv("LOCPATH", tree.fTop().c_str(), 1);
+    ASSERT_NE(setlocale(LC_NUMERIC, "commas"), nullptr);
+    const CTestHost host("linux-6.12/t1");
+    CMM_MEM_Info memory;
+    memory.fPushGatherMem();
+    const std::string texts = memory.fGetRealTimeStrMemTAQ() + std::string(CSSUtil().fKbyteToForm(1536));
+    setlocale(LC_NUMERIC, "C");
+    EXPECT_TRUE(texts.find("4.4.24.0") != std::string::npos && texts.find(',') == std::string::npos) << texts;
 }
