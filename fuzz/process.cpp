@@ -1,7 +1,9 @@
+#include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "collect/MM_PROC_Info.h"
 #include "collect/MM_VM_Info.h"
@@ -40,6 +42,14 @@ void fStatNumbers(std::string_view input)
                hex(a.signal), hex(a.blocked), hex(a.sigignore), hex(a.sigcatch), &a.wchan);
     fgFuzzMust(fgParseProcStat(text, b) == (count == 33), "stat is taken as sscanf takes it");
     fgFuzzMust(memcmp(&a, &b, sizeof(a)) == 0, "stat gives what sscanf gives");
+
+    proc_s row = {};
+    fgFuzzMust(fgParseProcRowStat(text, row) == (count == 33), "a row takes stat as sscanf takes it");
+    const auto shown = [](const proc_s& p) {
+        return std::tie(p.state, p.ppid, p.session, p.utime, p.stime, p.priority, p.nice, p.num_threads,
+                        p.start_time, p.vsize, p.rss);
+    };
+    fgFuzzMust(shown(row) == shown(a), "a row gets from stat what sscanf gives");
 }
 
 void fStatm(std::string_view input)
@@ -92,23 +102,26 @@ void fRow(std::string_view input)
     fgCopyText(process->l_strPname, texts);
     fgCopyText(process->l_strUname, texts);
     fgCopyText(process->l_strFName, texts);
-    const auto row = std::make_unique<char[]>(PROC_ROW_SIZE);
+    // A row has its size when the command line is as long as it can be.
+    const size_t room = PROC_ROW_SIZE - PROC_NAME_SIZE + strlen(process->l_strPname) + 1;
+    const auto row = std::make_unique<char[]>(room);
     const auto print = [](char* to, size_t size, const _ST_PROC& p) {
         const char* f = SEPARATOR_FIELD;
-        return snprintf(to, size, ROW_PROC_EXTENDED, SEPARATOR_ROW, 7, f, p.l_nPid, f, p.l_strPname, f,
+        return snprintf(to, size, ROW_PROC_EXTENDED, SEPARATOR_ROW, INT_MAX, f, p.l_nPid, f, p.l_strPname, f,
                         static_cast<double>(p.l_dPCPU), f, static_cast<double>(p.l_dPMEM), f,
                         static_cast<int>(p.l_ulVSZ), f, static_cast<int>(p.l_ulRSS), f, p.l_chStatus, f,
                         p.l_nNice, f, p.l_nPPid, f, p.l_strUname, f, p.l_nStart, f, p.l_nCTime / 100, f,
                         p.l_nThreads, f, p.l_uPSid, f, p.l_nPriority, f, p.l_dPUserCpu, f, p.l_dPSysCpu, f,
                         p.l_dIOByteCom, f, p.l_dIOByte, f, p.l_dIOByteRate, f);
     };
-    const auto expected = std::make_unique<char[]>(PROC_ROW_SIZE);
-    const auto length = static_cast<size_t>(print(expected.get(), PROC_ROW_SIZE, *process));
-    const char* end = fgPutProcRow(row.get(), PROC_LAYOUT_EXTENDED, 7, *process);
+    const auto expected = std::make_unique<char[]>(room);
+    const auto length = static_cast<size_t>(print(expected.get(), room, *process));
+    fgFuzzMust(length < room, "a row fits");
+    const char* end = fgPutProcRow(row.get(), PROC_LAYOUT_EXTENDED, INT_MAX, *process);
     fgFuzzMust(std::string_view(row.get(), static_cast<size_t>(end - row.get())) ==
                    std::string_view(expected.get(), length),
                "a row is what its format prints");
-    fgPutProcRow(row.get(), PROC_LAYOUT_FILE, 7, *process);
+    fgPutProcRow(row.get(), PROC_LAYOUT_FILE, INT_MAX, *process);
     fgPutProcConsole(row.get(), *process);
 }
 

@@ -1,27 +1,19 @@
 #include "collect/BandwidthDiscovery.h"
 
-#include <filesystem>
-
 #include "driver/RunConfig.h"
 #include "lib/NCmdScheduler.h"
 #include "tests/TestSupport.h"
 
 namespace
 {
-// The tree's scripts in front of a host that the test writes, and a log.
-class Bandwidth : public testing::Test
+// The tree's scripts in front of a host that the test writes.
+class Bandwidth : public CHostTest
 {
 protected:
-    Bandwidth() : m_clHost(m_clTree.fPath("host"))
-    {
-        setenv("HOSTMETRICS_HOST_ROOT", m_clTree.fPath("host").c_str(), 1);
-    }
-    ~Bandwidth() override { unsetenv("HOSTMETRICS_HOST_ROOT"); }
-
     void fInterface(const std::string& name, const char* speed, const char* duplex) const
     {
-        m_clTree.fWrite("host/sys/class/net/" + name + "/speed", speed);
-        m_clTree.fWrite("host/sys/class/net/" + name + "/duplex", duplex);
+        m_clTree.fWrite("sys/class/net/" + name + "/speed", speed);
+        m_clTree.fWrite("sys/class/net/" + name + "/duplex", duplex);
     }
     // What was found, as "eth0=1000000/1 ".
     std::string fFound() const
@@ -35,9 +27,6 @@ protected:
     // The log lines that hold the text.
     int fLogged(const std::string& text) const { return m_clLog.fCount("[INFO][MM_NWT_Info.cpp]" + text); }
 
-    const CTestTree m_clTree;
-    const CTestHost m_clHost;
-    const CTestLog m_clLog;
     CBandwidthList m_clList;
     char m_strScratch[LOG_SCRATCH_SIZE];
 };
@@ -56,12 +45,12 @@ TEST_F(Bandwidth, LinesOfTheScriptsForAllInterfaces)
     const std::string found = "eth0=1000000/2 eth4=800000000/0 eth1=10000/1 ";
     EXPECT_EQ(fFound(), found);
 
-    std::filesystem::remove_all(m_clTree.fPath("agent/aproc/shell"));
-    testing::internal::CaptureStderr();
-    fgDiscoverBandwidthDuplex(m_clList, m_strScratch);
-    fgDiscoverBandwidth(m_clList, m_strScratch);
-    fgDiscoverBandwidthEach(m_clList, m_strScratch);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "no complaint of the shell's own";
+    fs::remove_all(m_clTree.fPath("agent/aproc/shell"));
+    const auto discover = [this] {
+        for (const auto way : {fgDiscoverBandwidthDuplex, fgDiscoverBandwidth, fgDiscoverBandwidthEach})
+            way(m_clList, m_strScratch);
+    };
+    EXPECT_EQ(fgTold(discover), "") << "no complaint of the shell's own";
     EXPECT_EQ(fLogged("Bandwidth GTR failed(../aproc/shell/IFName_bandwidth.dat not found)"), 2);
     EXPECT_EQ(fLogged("Bandwidth GTR failed(../aproc/shell/IFName.dat not found)"), 1);
     EXPECT_EQ(fLogged("Bandwidth GTR END") * 10 + fLogged("Bandwidth Duplex END"), 22);
@@ -70,13 +59,13 @@ TEST_F(Bandwidth, LinesOfTheScriptsForAllInterfaces)
 
 TEST_F(Bandwidth, EachInterfaceByTheScriptsOfTheTree)
 {
-    fgRunCommand("cp -r " HOSTMETRICS_FIXTURES "/interfaces " + m_clTree.fPath("host"));
+    fgRunCommand("cp -r " HOSTMETRICS_FIXTURES "/interfaces/[ps]* " + m_clTree.fTop());
     for (const char* hostile : {"a;touch x", "$(touch x)", "`touch x`", "a|touch x", "a&b", "-x y"})
         fInterface(hostile, "1000", "full");
     fgDiscoverBandwidthEach(m_clList, m_strScratch);
     EXPECT_EQ(fFound(), "bond0.100=10000000/1 bond1=20000000/1 eth1=10000000/1 ");
-    EXPECT_FALSE(std::filesystem::exists("x"));
-    EXPECT_TRUE(std::filesystem::exists("../aproc/shell/BandWidth_bond0.100.dat")) << "not by the slave";
+    EXPECT_FALSE(fs::exists("x"));
+    EXPECT_TRUE(fs::exists("../aproc/shell/BandWidth_bond0.100.dat")) << "not by the slave";
     EXPECT_EQ(fLogged("Bandwidth success[bond0.100][10000000]KB"), 1);
     EXPECT_EQ(fLogged("Bandwidth [lo] GTR1") * 10 + fLogged("Bandwidth [eth2] GTR1"), 1);
     EXPECT_EQ(fLogged("interface name refused["), 7) << "six names and a slave";
@@ -96,8 +85,8 @@ TEST_F(Bandwidth, DuplexByAFileThatIsFresh)
 {
     const std::string path = "../aproc/shell/DuplexLinux.dat";
     const auto age = [&path](int seconds) {
-        const auto now = std::filesystem::file_time_type::clock::now();
-        std::filesystem::last_write_time(path, now - std::chrono::seconds(seconds));
+        const auto now = fs::file_time_type::clock::now();
+        fs::last_write_time(path, now - std::chrono::seconds(seconds));
     };
     fInterface("eth0", "1000\n", "half\n");
     char text[DUPLEX_TEXT_SIZE] = "as it was";

@@ -1,4 +1,7 @@
 #include "inventory/Disk_Info.h"
+
+#include <algorithm>
+
 #include "inventory/Memory_Info.h"
 #include "inventory/NIC_Info.h"
 #include "inventory/Pci_Info.h"
@@ -6,35 +9,33 @@
 
 namespace
 {
-using CNames = std::vector<std::string>;
-
-CNames fNames(CNIC_Info& cards)
+std::string fText(CNIC& card)
 {
-    CNames names;
-    CNIC* items = cards.GetNICInfos();
-    for (unsigned i = 0; items != nullptr && i < cards.NICNum(); i++)
-        names.emplace_back(items[i].ModelName());
-    return names;
+    return card.ModelName();
 }
 
-CNames fNames(CPci_Info& pci)
+std::string fText(CPci& device)
 {
-    CNames names;
-    CPci* items = pci.GetPciInfo();
-    for (unsigned i = 0; items != nullptr && i < pci.PciNum(); i++)
-        names.push_back(items[i].ModuleType() + std::string("=") + items[i].ModuleName());
-    return names;
+    return device.ModuleType() + std::string("=") + device.ModuleName();
 }
 
-// A host of the test's own, at first with nothing that the readers look for.
-class HardwareInventory : public testing::Test
+// One a line. The count is that behind the call that gave the items.
+template <class TItem> std::string fTexts(TItem* items, const unsigned& count)
+{
+    std::string texts;
+    for (unsigned i = 0; items != nullptr && i < count; i++)
+        texts += fText(items[i]) + "\n";
+    return texts;
+}
+
+class HardwareInventory : public CHostTest
 {
 protected:
     void fList(const std::string& text) const { m_clTree.fWrite("etc/sysconfig/hwconf", text); }
     void fPci(const std::string& text) const { m_clTree.fWrite("proc/pci", text); }
+    std::string fCards() { return fTexts(m_clNic.GetNICInfos(), m_clNic.m_nNICNum); }
+    std::string fDevices() { return fTexts(m_clPci.GetPciInfo(), m_clPci.m_nPciNum); }
 
-    CTestTree m_clTree;
-    CTestHost m_clHost{m_clTree.fTop()};
     CNIC_Info m_clNic;
     CDisk_Info m_clDisk;
     CPci_Info m_clPci;
@@ -45,11 +46,7 @@ protected:
 TEST_F(HardwareInventory, ListsAnOldMachineAndLetsGoOfIt)
 {
     m_clHost.fMove("linux-2.4.21/t0");
-    std::string all;
-    for (const CNames& names : {fNames(m_clNic), fNames(m_clPci)})
-        for (const std::string& name : names)
-            all += name + "\n";
-    EXPECT_EQ(all, fgFixture("linux-2.4.21/hardware")) << "SMBus was counted twice";
+    EXPECT_EQ(fCards() + fDevices(), fgFixture("linux-2.4.21/hardware")) << "SMBus was counted twice";
     ASSERT_NE(m_clDisk.GetCdromInfo(), nullptr);
     EXPECT_STREQ(m_clDisk.m_pclCCdrom[0].ModelName(), "LG CD-ROM CRD-8522B");
     EXPECT_STREQ(m_clDisk.m_pclCCdrom[1].ModelName(), "Plextor CD-R PX-W1210S\n");
@@ -66,29 +63,26 @@ TEST_F(HardwareInventory, ListsAnOldMachineAndLetsGoOfIt)
 
 TEST_F(HardwareInventory, NamesCardsByTheirDescriptions)
 {
-    const std::string card = "class: NETWORK\n", x(505, 'x');
-    const std::tuple<const char*, std::string, CNames> rows[] = {
-        {"surplus ones are dropped", card + "desc: \"a b\" c\ndesc: \"b\"\n", {"a b"}},
-        {"missing ones stay blank", card + card + "desc: \"b\"\n", {"b", ""}},
-        {"the first character goes", card + card + "desc: xy\"z\"\ndesc:\"\n", {"y", "\n"}},
-        {"beginnings decide", card + "class: X\nclasses: NETWORKS\nxdesc: a\n desc: b\ndesc: c", {"c"}},
-        {"another class ends", card + "class: NET\ndesc: a\nclass: \"NETWORK\"\ndesc: b", {"b"}},
-        {"counts by 255 bytes", "class: NETWORK" + x.substr(0, 241) + card, {"", ""}},
-        {"reads by 511 bytes", card + "desc: " + x + "desc: y\n" + card, {x, "y\n"}},
-    };
-    for (const auto& [why, list, models] : rows) {
-        fList(list);
-        EXPECT_EQ(fNames(m_clNic), models) << why;
+    for (auto& row : fgCases("hardware/cards")) { // why, the list, the cards; "/" for the end of a line
+        for (std::string& text : row)
+            std::ranges::replace(text, '/', '\n');
+        fList(row.at(1));
+        EXPECT_EQ(fCards(), row.at(2)) << row[0];
     }
+    const std::string card = "class: NETWORK\n", x(505, 'x');
+    fList("class: NETWORK" + x.substr(0, 241) + card);
+    EXPECT_EQ(fCards(), "\n\n") << "counts by 255 bytes";
+    fList(card + "desc: " + x + "desc: y\n" + card);
+    EXPECT_EQ(fCards(), x + "\ny\n\n") << "reads by 511 bytes";
 }
 
 TEST_F(HardwareInventory, DevicesWaitForTheirColons)
 {
     fPci("Bus\n no colon\n\t type : \tname: x\n a: b\nBus: x\n Bus\n c: d");
     m_clPci.m_nPciNum = 1;
-    EXPECT_EQ(fNames(m_clPci), CNames{"type =name: x"}) << "a count that is there is used";
+    EXPECT_EQ(fDevices(), "type =name: x\n") << "a count that is there is used";
     m_clPci.m_nPciNum = 1000; // the array remembers its own
-    EXPECT_EQ(fNames(m_clPci), (CNames{"type =name: x", "c=d", "="}));
+    EXPECT_EQ(fDevices(), "type =name: x\nc=d\n=\n");
 }
 
 TEST_F(HardwareInventory, TextsAreCutAtTheirFields)
@@ -97,7 +91,7 @@ TEST_F(HardwareInventory, TextsAreCutAtTheirFields)
     fList("class: CDROM\ndesc: " + text);
     fPci("Bus\n" + text.substr(0, 300) + ":" + text.substr(0, 200));
     EXPECT_EQ(m_clDisk.GetCdromInfo()->ModelName(), cut);
-    EXPECT_EQ(fNames(m_clPci), CNames{cut + "=" + cut});
+    EXPECT_EQ(fDevices(), cut + "=" + cut + "\n");
 }
 
 TEST_F(HardwareInventory, CountsMemoryThroughTheShell)
@@ -106,9 +100,7 @@ TEST_F(HardwareInventory, CountsMemoryThroughTheShell)
     fgWriteFile(root + "/proc/iomem", "0-1 : System RAM\n  2-3 : reserved\n4-5 : System RAM (hotplug)\n");
     m_clHost.fMove(root);
     const CTestSetting<int> print(g_nPrint, 1);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(m_clMemory.GetMemoryNum(), 2U);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Memory popen command : cat '" +
-                                                          m_clTree.fPath("it'\\''s $(a) host+") +
-                                                          "/proc/iomem' | grep 'System RAM' | wc -l\n");
+    EXPECT_EQ(fgTold([this] { EXPECT_EQ(m_clMemory.GetMemoryNum(), 2U); }),
+              "Memory popen command : cat '" + m_clTree.fPath("it'\\''s $(a) host+") +
+                  "/proc/iomem' | grep 'System RAM' | wc -l\n");
 }

@@ -4,25 +4,16 @@
 
 namespace
 {
-using SLOT = std::vector<unsigned long long>; // system, user, idle, wait, nice
-SLOT fSlot(const unsigned long long* slot)
-{
-    return slot == nullptr ? SLOT{} : SLOT{slot, slot + CPU_VALUES};
-}
-
 struct ST_CPU : CMM_CPU_Info
 {
     ST_CPU() { m_pstOsVersion->l_nMinorNum = 6; } // the layout of its columns
 };
 
 // Collectors for rows, in front of a host of the test's own.
-struct CpuRows : testing::Test
+struct CpuRows : CHostTest
 {
     void fStat(const std::string& text) const { m_clTree.fWrite("proc/stat", text); }
     const CTestSetting<int> m_clRows{g_nCpuStrType, 1};
-    const CTestTree m_clTree;
-    const CTestHost m_clHost{m_clTree.fTop()};
-    const CTestLog m_clLog;
 };
 } // namespace
 
@@ -33,14 +24,15 @@ TEST(CpuInfo, SharesBetweenTwoMoments)
     EXPECT_EQ(cpu.fMGetNCpu(), 2);
     EXPECT_EQ(*cpu.fMGetCpuInterrupt(0.5), 0);
     host.fMove("linux-6.1/t1");
-    EXPECT_EQ(fSlot(cpu.fMGetCpu()), (SLOT{150, 101, 675, 25, 50}));
-    for (const SLOT& slot : {SLOT{100, 100, 750, 50, 0}, SLOT{200, 101, 599, 0, 100}, SLOT{}, SLOT{}})
-        EXPECT_EQ(fSlot(cpu.fMGetCpuNext()), slot) << "stays behind the last";
+    // system, user, idle, wait, nice
+    EXPECT_EQ(fgNumbers(cpu.fMGetCpu(), CPU_VALUES), "150 101 675 25 50");
+    for (const char* slot : {"100 100 750 50 0", "200 101 599 0 100", "", ""})
+        EXPECT_EQ(fgNumbers(cpu.fMGetCpuNext(), CPU_VALUES), slot) << "stays behind the last";
     EXPECT_EQ(*cpu.fMGetCpuInterrupt(2.5), 20000) << "interrupts per second";
     host.fMove("linux-6.1/t0");
     EXPECT_EQ(*cpu.fMGetCpuInterrupt(2.5), 0) << "a count that fell";
-    EXPECT_EQ(SLOT({cpu.fMGetCpuSys(), cpu.fMGetCpuUser(), cpu.fMGetCpuIdle(), cpu.fMGetCpuWio()}),
-              (SLOT{150, 101, 675, 25}));
+    const auto shares = {cpu.fMGetCpuSys(), cpu.fMGetCpuUser(), cpu.fMGetCpuIdle(), cpu.fMGetCpuWio()};
+    EXPECT_EQ(fgNumbers(shares.begin(), shares.size()), "150 101 675 25");
 }
 
 TEST_F(CpuRows, PushFormShowsTheMachineAlone)
@@ -104,15 +96,12 @@ TEST_F(CpuRows, InventoryAndPhysicalProcessors)
         fgWriteFile(path, text);
         EXPECT_EQ(cpu.fGetCpuINV(), -1);
     }
-    std::string log;
-    for (const std::string& line : m_clLog.fLines())
-        log += line.substr(strlen("[INFO][MM_CPU_Info.cpp]")) + ", ";
-    EXPECT_EQ(log, "fopen failed(2), inv file size zero, fgets not contents, inv not contents, "
-                   "fgets not contents, ");
+    EXPECT_EQ(m_clLog.fLines(), fgSplit(fgFixture("processors/log"), "\n"));
     fgWriteFile(path, "made by hand\nVELKCPU|X|" + large + "\n");
     EXPECT_EQ(cpu.fGetCpuINV(), 1);
     EXPECT_EQ(cpu.m_pStrCpuINV, "X|" + large) << "the buffer grows";
     EXPECT_EQ(cpu.fINVFileRemove(), 0);
+    m_clHost.fMove("scripts/processors/host");
     EXPECT_EQ(cpu.fCommandINV(1), 1);
     EXPECT_EQ(cpu.fGetCpuINV(), 1) << "written by the tree's own script";
     EXPECT_EQ(cpu.fCommandINV(2), -1) << "no scheduler";

@@ -24,25 +24,14 @@ _ST_NETWORK_OLD_LIST fSample(const std::string& counters)
 
 std::string fValues(const _ST_NETWORK& one)
 {
-    std::string text;
-    for (const double* value = &one.l_dInPkt; value <= &one.l_dPortTxRate; value++) {
-        char number[32];
-        snprintf(number, sizeof(number), " %.12g", *value);
-        text += number;
-    }
-    return text;
-}
-
-std::string fFixture(const std::string& name)
-{
-    return fgFixture("network/" + name);
+    return fgNumbers(&one.l_dInPkt, static_cast<size_t>(&one.l_dPortTxRate - &one.l_dInPkt) + 1);
 }
 
 // A collector in front of a table that the test writes; the scripts know some interfaces.
-class NetworkInfo : public testing::Test
+class NetworkInfo : public CHostTest
 {
 protected:
-    NetworkInfo() : m_clHost(m_clTree.fPath("host"))
+    NetworkInfo()
     {
         m_clTree.fScript("ifname_bandwidth_duplex.sh", "echo 'VELKSC|eth0|8|1'; echo 'VELKSC|eth1|16|2'");
         m_clTree.fScript("IFName.sh", "echo eth2");
@@ -52,7 +41,7 @@ protected:
     void fStart() { m_pclNet = std::make_unique<CMM_NWT_Info>(); }
     void fTable(const std::string& lines) const
     {
-        m_clTree.fWrite("host/proc/net/dev", "Inter-|\n|bytes compressed\n" + lines);
+        m_clTree.fWrite("proc/net/dev", "Inter-|\n|bytes compressed\n" + lines);
     }
     bool fPass(int push = -1, double elapsed = 2) { return m_pclNet->fMGetNetworkStat(elapsed, push); }
     // Notes a pass in front of a table of these lines: what it gave and how many, its text or its records.
@@ -66,11 +55,10 @@ protected:
         if (g_nInterfaceStrType == 1) m_strStory += fgReadable(m_pclNet->m_pstrNetworkInfo) + "\n";
         std::ranges::replace(m_strStory, '|', '\n');
         while (const _ST_NETWORK* one = m_pclNet->fMGetNetworkStatNext())
-            m_strStory += one->l_strIfName + (" " + (one->l_strLinkAlive + fValues(*one))) + "\n";
+            m_strStory +=
+                std::string(one->l_strIfName) + " " + one->l_strLinkAlive + " " + fValues(*one) + "\n";
     }
 
-    const CTestTree m_clTree;
-    const CTestHost m_clHost;
     const CTestSetting<int> m_clBandwidth{g_nLinuxBandwidthFlag, 1};
     std::unique_ptr<CMM_NWT_Info> m_pclNet;
     std::string m_strStory;
@@ -80,29 +68,27 @@ protected:
 TEST_F(NetworkInfo, ListsRatesBetweenMoments)
 {
     EXPECT_FALSE(fPass()) << "no table";
-    fStep("the first", fFixture("t0"));
-    fStep("two seconds later, by the push reader", fFixture("t1"), 1);
+    fStep("the first", fgFixture("network/t0"));
+    fStep("two seconds later, by the push reader", fgFixture("network/t1"), 1);
     fStep("idle is not 0; no name, no record", "eth0:1500 300 11 0 0 0 0 0 2040 1200 8 0 0 7\n\n:1 2\n");
-    fStep("one that came late, went and came back", fFixture("t1"));
-    EXPECT_EQ(m_strStory, fFixture("records"));
+    fStep("one that came late, went and came back", fgFixture("network/t1"));
+    EXPECT_EQ(m_strStory, fgFixture("network/records"));
     EXPECT_EQ(m_pclNet->fMGetNetworkStatNext(), nullptr) << "again";
 }
 
 TEST_F(NetworkInfo, TextPrimesThenShowsClampedRows)
 {
     const CTestSetting rows(g_nInterfaceStrType, 1);
-    char key[] = "agent";
-    const CTestSetting<char*> agent(g_ptrAgentKey, key);
-    const CTestLog log;
     EXPECT_FALSE(fPass()) << "no table";
-    fStep("primes; of a name the first line counts", fFixture("t0") + "eth0:9 9 9 0 0 0 0 0 9 9 9\n", 1);
-    fStep("none of them is here, so their links count as up", fFixture("t1"), 0);
+    fStep("primes; of a name the first line counts", fgFixture("network/t0") + "eth0:9 9 9 0 0 0 0 0 9 9 9\n",
+          1);
+    fStep("none of them is here, so their links count as up", fgFixture("network/t1"), 0);
     fStep("one that came, one that fell",
           "new:9 9 9 0 0 0 0 0 9 9 9 0 0 8\neth0:1 1 1 0 0 0 0 0 1 1 1 0 0 1\n", 2);
-    EXPECT_EQ(m_strStory, fFixture("rows"));
+    EXPECT_EQ(m_strStory, fgFixture("network/rows"));
     for (const char* line : {"init_netinfo failed", "ifname[eth1] Band(16000) Duplex(2)",
                              "ifname[lo:0] bw is null", "OLD_OutBytes[2000]---> New_OutBytes[2040]"})
-        EXPECT_EQ(log.fCount("[INFO][MM_NWT_Info.cpp]" + std::string(line)), 1) << line;
+        EXPECT_EQ(m_clLog.fCount("[INFO][MM_NWT_Info.cpp]" + std::string(line)), 1) << line;
 }
 
 TEST_F(NetworkInfo, RatesAndClampsAtTheEdges)
@@ -110,7 +96,7 @@ TEST_F(NetworkInfo, RatesAndClampsAtTheEdges)
     for (const auto& row : fgCases("network/rates")) { // why, previous, current, seconds, the record
         const _ST_NETWORK_OLD_LIST previous = fSample(row.at(1)), current = fSample(row.at(2));
         const _ST_NETWORK* rates = m_pclNet->fMNetComputeIo(&current, &previous, atof(row.at(3).c_str()));
-        EXPECT_EQ(fValues(*rates), " " + row.at(4)) << row[0];
+        EXPECT_EQ(fValues(*rates), row.at(4)) << row[0];
     }
     for (const auto& row : fgCases("network/clamps")) { // a value, and as packets, KB, errors, percent
         const auto number = [&row](size_t at) { return atof(row.at(at).c_str()); };
@@ -132,7 +118,6 @@ TEST_F(NetworkInfo, RatesAndClampsAtTheEdges)
 TEST_F(NetworkInfo, InventoryOfEveryKind)
 {
     const CTestSetting rows(g_nInterfaceStrType, 1);
-    const CTestLog log;
     fStart();
     const std::string path = "../aproc/shell/InterfaceINVStrInfo.dat";
     const std::string newPath = "../aproc/shell/InterfaceINVNewStrInfo.dat";
@@ -145,7 +130,7 @@ TEST_F(NetworkInfo, InventoryOfEveryKind)
     for (const std::string& file : {path, newPath})
         fgWriteFile(file, "VELKInterface|" + large + "\n");
     EXPECT_EQ(m_pclNet->fGetInterfaceNewINV() + m_pclNet->fInterfaceChangeCheck(), 2);
-    EXPECT_EQ(log.fCount("[INFO][MM_NWT_Info.cpp]Interface inv change"), 1);
+    EXPECT_EQ(m_clLog.fCount("[INFO][MM_NWT_Info.cpp]Interface inv change"), 1);
     EXPECT_EQ(m_pclNet->m_pStrInterfaceNewINV, large);
     EXPECT_EQ(m_pclNet->m_pstrInterfaceName, "VELKInterface|" + large);
     EXPECT_EQ(m_pclNet->m_nInterfaceINVNewSize, 10240 + 30014 + 16);
@@ -170,12 +155,12 @@ TEST_F(NetworkInfo, ExtensionRowsForWhatNoPassReported)
     fgWriteFile("../aproc/shell/InterfaceINVStrInfo.dat", "VELKInterface|" + table + "\n");
     EXPECT_EQ(m_pclNet->fGetInterfaceINV(), 1);
     EXPECT_EQ(m_pclNet->m_pStrInterfaceINV, table) << "split in a copy";
-    fStep("primes", fFixture("t0"), 0);
-    fStep("with rows for the others", fFixture("t0"), 0);
-    fStep("none by default", fFixture("t0"), -1);
-    fStep("none by push", fFixture("t0"), 1);
+    fStep("primes", fgFixture("network/t0"), 0);
+    fStep("with rows for the others", fgFixture("network/t0"), 0);
+    fStep("none by default", fgFixture("network/t0"), -1);
+    fStep("none by push", fgFixture("network/t0"), 1);
     fStep("eth0 was seen once and stays out", "", 0);
-    EXPECT_EQ(m_strStory, fFixture("rows-extended"));
+    EXPECT_EQ(m_strStory, fgFixture("network/rows-extended"));
 }
 
 TEST_F(NetworkInfo, FindsBandwidthAndMeasuresItsOwnIntervals)
@@ -189,19 +174,14 @@ TEST_F(NetworkInfo, FindsBandwidthAndMeasuresItsOwnIntervals)
     const CTestSetting setting(g_nLinuxBandwidthFlag, 0);
     fStart();
     EXPECT_EQ(m_pclNet->m_pclBandwidthList->fGetHeadNode()->m_lBandwidth, 10000) << "eth2 alone";
-    fTable("eth0:0 0\n");
-    ASSERT_NE(m_pclNet->fMGetNetworkStat(), nullptr);
     fTable("eth0:0 1000\n");
-    m_pclNet->m_stOldIoTime.tv_sec -= 100;
-    ASSERT_NE(m_pclNet->fMGetNetworkStat(), nullptr);
-    EXPECT_NEAR(m_pclNet->fMGetNetworkStatNext()->l_dInPkt, 10, 0.5);
+    ASSERT_NE(m_pclNet->fMGetTarnisNetworkStat(1), nullptr);
     fTable("eth0:0 3000\n");
     m_pclNet->m_stOldTarnIoTime.tv_sec -= 400;
     ASSERT_NE(m_pclNet->fMGetTarnisNetworkStat(1), nullptr);
     EXPECT_NEAR(m_pclNet->fMGetNetworkStatNext()->l_dInPkt, 5, 0.5);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(print_nwt_info(m_pclNet.get(), 1), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), fFixture("console"));
+    EXPECT_EQ(fgTold([this] { EXPECT_EQ(print_nwt_info(m_pclNet.get(), 1), 1); }),
+              fgFixture("network/console"));
 }
 
 // CPU time an interface: a quadratic step makes many cost several times more.

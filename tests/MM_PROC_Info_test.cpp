@@ -1,11 +1,7 @@
 #include "collect/MM_PROC_Info.h"
 
-#include <cfloat>
-#include <climits>
 #include <cstdio>
-#include <cstring>
 #include <memory>
-#include <random>
 
 #include "driver/RunConfig.h"
 #include "tests/TestSupport.h"
@@ -34,7 +30,7 @@ struct ST_PROC : CMM_PROC_Info
 };
 
 // A collector in front of a host of the test's own.
-struct ProcHost : testing::Test
+struct ProcHost : CHostTest
 {
     // A process with the figures of a fixture's.
     void fProcess(int pid, const std::string& commandLine) const
@@ -44,9 +40,6 @@ struct ProcHost : testing::Test
             m_clTree.fWrite(folder + file, fgFixture(std::string("linux-6.1/t0/proc/1") + file));
         m_clTree.fWrite(folder + "/cmdline", commandLine);
     }
-    const CTestTree m_clTree;
-    const CTestLog m_clLog;
-    const CTestHost m_clHost{m_clTree.fTop()};
     ST_PROC m_clProc;
 };
 } // namespace
@@ -65,7 +58,6 @@ TEST(ProcInfo, PrintsForPeopleHidesAndForgets)
     EXPECT_NE(console.find("me         1 10.0  1.3    167221     12840 /sbin/init --deep\n"), console.npos)
         << console;
     EXPECT_EQ(fgSplit(console, "/sbin/init").size(), 2U) << "the first pass prints nothing";
-    EXPECT_TRUE(rows.at("1").ends_with("~20~6.00~4.00~1003072.00~1000000.00~1.00~"));
     EXPECT_EQ(rows.count("300"), 0U) << "a command line that begins with a blank hides its process";
     EXPECT_EQ(proc.m_ProcMap.count(500), 1U) << "samples of vanished processes stay";
     proc.fProcMapUpdate();
@@ -93,6 +85,9 @@ TEST(ProcInfo, ReadsOneProcessBehindAPass)
               std::tuple("/sbin/init --deep", "systemd", 1000.0F, 100.0, 1));
     EXPECT_STREQ(one->l_strCTime, "00:17:20");
     EXPECT_STREQ(one->l_strStart, CSSUtil().fGetLocalTime(proc.m_tTime - 12345 + 2));
+    one->l_nCTime = 300;
+    proc.fMGetPCpu(one.get(), nullptr, 1000);
+    EXPECT_FLOAT_EQ(one->l_dPCPU, 30);
     EXPECT_EQ(std::tuple(std::string(work.cmd), work.tty, work.min_flt, work.drs, work.io_write),
               std::tuple("systemd", -1, 100U, 4700, 2097152U))
         << "the work record is whole";
@@ -111,85 +106,18 @@ TEST(ProcInfo, LayoutsByTheTwoFlags)
     EXPECT_EQ(proc.fMGetNProcs(), 5) << "but counted";
 }
 
-// What every field can hold at most, between guard bytes.
-TEST(ProcInfo, LongestRowsFitAndAreNarrowed)
-{
-    const auto record = std::make_unique<_ST_PROC>();
-    std::string text(PROC_ROW_SIZE, '#');
-    _ST_PROC& p = *record;
-    memset(p.l_strPname, 'n', sizeof(p.l_strPname) - 1);
-    memset(p.l_strUname, 'u', sizeof(p.l_strUname) - 1);
-    for (int* field : {&p.l_nPid, &p.l_nPPid, &p.l_nNice, &p.l_nPriority, &p.l_nThreads, &p.l_nCTime,
-                       &p.l_nStart, &p.l_uPSid})
-        *field = INT_MIN;
-    p.l_chStatus = 'S';
-    p.l_ulVSZ = 0x1ffffffffUL; // printed narrowed: -1
-    p.l_dPCPU = p.l_dPMEM = -FLT_MAX;
-    for (double* field : {&p.l_dPUserCpu, &p.l_dPSysCpu, &p.l_dIOByteCom, &p.l_dIOByte, &p.l_dIOByteRate})
-        *field = -DBL_MAX;
-    const char* end = fgPutProcRow(text.data(), PROC_LAYOUT_EXTENDED, INT_MAX, p);
-    ASSERT_LE(static_cast<size_t>(end - text.data()), PROC_ROW_SIZE);
-    const std::vector<std::string> fields = fgSplit(fgReadable(std::string(text.c_str(), end)), "~");
-    EXPECT_EQ(fields.size(), 22U);
-    EXPECT_EQ(std::tuple(fields[2].size(), fields[5], fields[10].size(), fields[12]),
-              std::tuple(PROC_NAME_SIZE - 1, "-1", sizeof(p.l_strUname) - 1, "-21474836"));
-}
-
-// Rows take from stat what the parser of whole records takes, and refuse what it refuses.
-TEST(ProcInfo, RowsReadStatAsWholeRecordsDo)
-{
-    std::mt19937 random(4);
-    for (int i = 0; i < 20000; i++) {
-        std::string text =
-            "S 1 2 -3 34816 -1 4194560 100 200 3 4 1500 2500 30 40 20 0 3 0 250 171234567 3210 "
-            "18446744073709551615 1 2 3 4 5 671173123 0x1000 -4EC 7fffffffffffffff 9 17 1";
-        for (unsigned damage = random() % 4; damage > 0 && !text.empty(); damage--) {
-            const size_t at = random() % text.size();
-            const size_t lost = random() % 3 == 0 ? text.npos : random() % 4;
-            text.replace(at, lost, std::string(random() % 2, " -x9\n"[random() % 5]));
-        }
-        proc_s whole = {}, row = {};
-        ASSERT_EQ(fgParseProcRowStat(text.c_str(), row), fgParseProcStat(text.c_str(), whole)) << text;
-        const auto shown = [](const proc_s& p) {
-            return std::tie(p.state, p.ppid, p.session, p.utime, p.stime, p.priority, p.nice, p.num_threads,
-                            p.start_time, p.vsize, p.rss);
-        };
-        ASSERT_EQ(shown(row), shown(whole)) << text;
-    }
-}
-
 TEST(ProcInfo, ParsesTheFrontOfStat)
 {
     CMM_PROC_Info proc;
-    const std::string numbers = " S 1 1 1 34816 -1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1";
-    const std::tuple<std::string, int, std::string> rows[] = {
-        {"7 (a) b) c)" + numbers, 1, "a) b) c"},
-        {"7 (" + std::string(60, 'l') + ")" + numbers, 1, std::string(39, 'l')},
-        {"7 ()" + numbers, 0, ""},
-        {"7 (x" + numbers, 0, ""},
-    };
-    for (auto [text, result, name] : rows) {
+    for (auto& row : fgCases("processes/stat")) { // why, the text, what it gives: result, name, terminal
         proc_s work = {};
-        EXPECT_EQ(proc.fMStat2Proc(text.data(), &work), result) << text;
-        EXPECT_EQ(std::pair(std::string(work.cmd), work.tty), std::pair(name, result * (34816 + 1024)));
+        const int result = proc.fMStat2Proc(row.at(1).data(), &work);
+        const std::string given = std::to_string(result) + " " + work.cmd + " " + std::to_string(work.tty);
+        EXPECT_EQ(given, row.at(2)) << row[0];
     }
     proc_s work = {};
     proc.fMCmdline2Proc(std::string().data(), &work);
     EXPECT_STREQ(work.args, "[]");
-}
-
-TEST(ProcInfo, SharesOfFallenCountersAreWhole)
-{
-    CMM_PROC_Info proc;
-    const auto now = std::make_unique<_ST_PROC>();
-    std::tie(now->l_nCTime, now->l_nUTime, now->l_nSTime, now->l_dIOByteCom) = std::tuple(300, 50, 250, 10);
-    _ST_PROC_OLD_LIST old = {1, 200, 150, 50, 30, 0, 0};
-    proc.fMCompute(now.get(), &old, 1000);
-    // The user's share is of the whole count, which fell; input and output are never below 0.
-    EXPECT_EQ(std::tuple(now->l_dPCPU, now->l_dPUserCpu, now->l_dPSysCpu, now->l_dIOByte, now->l_dIOByteRate),
-              std::tuple(10.0F, 5.0, 20.0, 0.0, 0.0));
-    proc.fMGetPCpu(now.get(), nullptr, 1000);
-    EXPECT_FLOAT_EQ(now->l_dPCPU, 30);
 }
 
 TEST_F(ProcHost, OldKernelsAskTheScripts)

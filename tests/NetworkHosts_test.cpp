@@ -22,10 +22,6 @@ constexpr int FRAME_SIZE = 1000; // bytes, as the counters count them
 class NetworkHosts : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_bInside = fgIsApart("--net --mount", "mount -t sysfs sysfs /sys && ip link >/dev/null");
-    }
     static void fShell(const std::string& line)
     {
         const ST_TEST_RUN run = fgRunCommand("set -e; " + line);
@@ -63,7 +59,7 @@ protected:
         return rows;
     }
 
-    bool m_bInside = false;
+    const bool m_bInside = fgIsApart("--net --mount", "mount -t sysfs sysfs /sys && ip link >/dev/null");
     const CTestTree m_clTree;
 };
 } // namespace

@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <fcntl.h>
-#include <filesystem>
 #include <map>
 #include <set>
 #include <sys/prctl.h>
@@ -87,34 +86,16 @@ ROWS fPass(CMM_PROC_Info& collector, const ST_POPULATION& population)
     return rows;
 }
 
-std::ptrdiff_t fOpenFiles()
+size_t fOpenFiles()
 {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    return fgNames("/proc/self/fd").size();
 }
-
-// What a program that we start finds open.
-std::string fInherited()
-{
-    return fgRunCommand("ls /proc/self/fd").l_strOut;
-}
-
-// Returns the limit until then.
-rlim_t fLimitFiles(rlim_t soft)
-{
-    rlimit limit = {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    std::swap(limit.rlim_cur, soft);
-    setrlimit(RLIMIT_NOFILE, &limit);
-    return soft;
-}
-
-constexpr char PID_NAMESPACE[] = "--pid --fork --mount-proc --kill-child";
 } // namespace
 
 // Both modes give the same rows while processes execute programs, change their owner, end, and are replaced.
 TEST(ProcFiles, KeptFilesGiveTheSameRows)
 {
-    if (!fgIsApart(PID_NAMESPACE, "true")) return;
+    if (!fgIsApart("--pid --fork --mount-proc --kill-child", "true")) return;
     const CTestSetting extended(g_nProcExtendFlag, 1);
     ST_POPULATION population;
     const pid_t executes = population.fStart([] { execl("/bin/sleep", "sleep", "1000", nullptr); });
@@ -126,14 +107,12 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
     const pid_t replaced = population.fStart();
 
     CMM_PROC_Info plain, kept;
+    const size_t openFiles = fOpenFiles();
     const auto compare = [&](const char* when) {
         population.fSettle();
-        testing::internal::CaptureStdout();
         const ROWS expected = fPass(plain, population);
         const CTestSetting keep(g_nProcKeepFdMax, 1000);
         EXPECT_EQ(fPass(kept, population), expected) << when;
-        fflush(stdout);
-        testing::internal::GetCapturedStdout();
         EXPECT_EQ(expected.size(), population.l_nPids.size());
     };
     compare("first");
@@ -145,39 +124,21 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
     };
     ASSERT_TRUE(reaches(executes, "cmdline", "sleep") && reaches(changes, "status", "\t65534") &&
                 reaches(ends, "stat", ") Z "));
+    for (const auto& [pid, sample] : kept.m_ProcMap)
+        sample->m_dCurTime = 1; // nobody else sets it
     population.fEnd(goes);
     const bool isReplaced = population.fReplace(replaced);
-    population.fStart();
+    const pid_t last = population.fStart();
     compare("much happened");
-    compare("and was seen");
+    population.fEnd(last);
+    compare("that was seen; the last has gone");
+    kept.fCloseKeptFiles();
+    EXPECT_EQ(fOpenFiles(), openFiles) << "those of the vanished had been closed";
     EXPECT_FALSE(kept.m_ProcMap.contains(goes)) << "samples of the vanished are dropped";
     EXPECT_TRUE(plain.m_ProcMap.contains(goes));
+    EXPECT_EQ(kept.m_ProcMap[executes]->m_dCurTime, 1);
     if (!isReplaced) GTEST_SKIP() << "no pid could be used again";
-}
-
-TEST(ProcFiles, APidThatIsUsedAgainIsAnotherProcess)
-{
-    if (!fgIsApart(PID_NAMESPACE, "true")) return;
-    ST_POPULATION population;
-    const pid_t pid = population.fStart();
-    const CDescriptor proc(open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    CProcFiles files;
-    CProcBatch batch;
-    const auto read = [&] { // "gone", "same" or "replaced"
-        files.fBegin(proc.fGet(), 100);
-        batch.fClear();
-        const bool found = batch.fRead(files, pid);
-        files.fEnd();
-        return !found ? "gone" : batch.fTexts().front().l_bReplaced ? "replaced" : "same";
-    };
-    EXPECT_STREQ(read(), "same");
-    EXPECT_STREQ(read(), "same");
-    if (!population.fReplace(pid)) GTEST_SKIP() << "no pid could be used again";
-    EXPECT_STREQ(read(), "replaced");
-    EXPECT_STREQ(read(), "same");
-    population.fEnd(pid);
-    EXPECT_STREQ(read(), "gone");
-    EXPECT_EQ(files.fCloseAll(), 0);
+    EXPECT_EQ(kept.m_ProcMap[replaced]->m_dCurTime, 0) << "a sample of another process is dropped";
 }
 
 // Half of the soft limit at most, all of it given back when descriptors run out, and none for plain files.
@@ -187,13 +148,17 @@ TEST(ProcFiles, DescriptorsAreBounded)
     ST_POPULATION population;
     for (int i = 0; i < 12; i++)
         population.fStart();
-    const rlim_t limit = fLimitFiles(64);
-    const auto before = fOpenFiles();
-    const std::string inherited = fInherited();
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit low{64, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &low);
+    const auto inherited = [] { return fgRunCommand("ls /proc/self/fd").l_strOut; };
+    const size_t before = fOpenFiles();
+    const std::string inheritedBefore = inherited();
     CMM_PROC_Info collector;
     EXPECT_EQ(fPass(collector, population).size(), 12U);
-    EXPECT_EQ(fOpenFiles() - before, 32);
-    EXPECT_EQ(fInherited(), inherited) << "close-on-exec";
+    EXPECT_EQ(fOpenFiles(), before + 32);
+    EXPECT_EQ(inherited(), inheritedBefore) << "close-on-exec";
 
     std::vector<CDescriptor> others;
     while (others.empty() || others.back())
@@ -208,7 +173,7 @@ TEST(ProcFiles, DescriptorsAreBounded)
     const CTestHost host("linux-6.1/t0");
     EXPECT_NE(collector.fMGetProc(0), nullptr);
     EXPECT_EQ(fOpenFiles(), before);
-    fLimitFiles(limit);
+    setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 // A kernel thread is told by its stat alone: its row is what its other files give.

@@ -20,6 +20,7 @@ std::string fMakeFolder()
     return name;
 }
 
+constexpr char HOST_ROOT[] = "HOSTMETRICS_HOST_ROOT";
 constexpr char APART[] = "HOSTMETRICS_TEST_APART";
 
 void fRunApart(const std::string& enter)
@@ -58,16 +59,6 @@ CTestTree::~CTestTree()
     fs::remove_all(m_strTop, ignored);
 }
 
-std::string CTestTree::fPath(std::string_view below) const
-{
-    return (fs::path(m_strTop) / below).string();
-}
-
-void CTestTree::fWrite(std::string_view below, std::string_view text) const
-{
-    fgWriteFile(fPath(below), text);
-}
-
 void CTestTree::fReplaceScript(std::string_view below, std::string_view text) const
 {
     const std::string path = fPath(below);
@@ -81,9 +72,16 @@ void CTestTree::fScript(std::string_view name, std::string_view text) const
     fReplaceScript("agent/bin/shell/LINUX/" + std::string(name), "#!/bin/sh\n" + std::string(text) + "\n");
 }
 
+CTestHost::~CTestHost()
+{
+    g_strHostRoot[0] = '\0';
+    unsetenv(HOST_ROOT);
+}
+
 void CTestHost::fMove(std::string_view root) const
 {
     fgCopyText(g_strHostRoot, (fs::path(HOSTMETRICS_FIXTURES) / root).string());
+    if (m_bScripts) setenv(HOST_ROOT, g_strHostRoot, 1);
 }
 
 CTestLog::CTestLog() : m_strFolder(fMakeFolder() + "/"), m_pclLog(new COmniLog(LOG_DETAIL, "TEST", 2))
@@ -105,11 +103,9 @@ CTestLog::~CTestLog()
 std::vector<std::string> CTestLog::fLines() const
 {
     std::vector<std::string> lines;
-    for (const fs::directory_entry& entry : fs::directory_iterator(m_strFolder)) {
-        std::ifstream file(entry.path());
-        for (std::string line; std::getline(file, line);)
-            lines.push_back(line.substr(line.find(']') + 1));
-    }
+    for (const std::string& name : fgNames(m_strFolder))
+        for (const std::string& line : fgSplit(fgReadFile(m_strFolder + name), "\n"))
+            if (!line.empty()) lines.push_back(line.substr(line.find(']') + 1));
     return lines;
 }
 
@@ -175,9 +171,9 @@ bool fgIsApart(const std::string& options, const std::string& enter)
 
 std::string fgReadable(std::string_view table)
 {
-    std::string text(table);
-    for (size_t at = 0; (at = text.find("\x03\x1F", at)) != std::string::npos;)
-        text.erase(at, 2);
+    std::string text;
+    for (const std::string& part : fgSplit(table, "\x03\x1F"))
+        text += part;
     return text;
 }
 
@@ -209,7 +205,7 @@ std::vector<std::string> fgNames(const std::string& folder)
 
 void fgCheckTranscript(const std::string& name)
 {
-    const std::string expected = fgReadFile(std::string(HOSTMETRICS_FIXTURES "/") + name);
+    const std::string expected = fgFixture(name);
     std::string text;
     for (const std::string& line : fgSplit(expected, "\n")) {
         if (!line.starts_with("$ ") && !line.starts_with("# ")) continue;

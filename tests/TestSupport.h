@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,8 @@ namespace fs = std::filesystem;
 // What many tests stand on: a throw-away working tree, fixture machines, and a log that is read back. The
 // deleted assignments forbid copies as well.
 
+void fgWriteFile(const std::string& path, std::string_view text); // makes the folders above it
+
 // A temporary runtime tree: the staged scripts by link, empty data folders of its own. While it lives the
 // program's folder (agent/bin) is the working folder, as the library expects.
 class CTestTree
@@ -25,8 +28,8 @@ public:
     CTestTree& operator=(CTestTree&&) = delete;
     const std::string& fTop() const { return m_strTop; }
     // A path of the tree from its top, such as fPath("agent/aproc/shell/x.dat").
-    std::string fPath(std::string_view below) const;
-    void fWrite(std::string_view below, std::string_view text) const; // a file of the tree
+    std::string fPath(std::string_view below) const { return m_strTop + "/" + std::string(below); }
+    void fWrite(std::string_view below, std::string_view text) const { fgWriteFile(fPath(below), text); }
     // Replaces the link to one staged script by a script of the test's own, executable; path from the top.
     void fReplaceScript(std::string_view below, std::string_view text) const;
     // The same for one of the collectors' scripts, of which the text needs no first line.
@@ -37,14 +40,18 @@ private:
     std::string m_strOldFolder;
 };
 
-// Points the host root at a fixture, such as "linux-6.1/t0", or at any folder given by absolute path.
+// Points the host root at a fixture, such as "linux-6.1/t0", or at any folder given by absolute path; that of
+// the scripts, too, when they are to see it.
 class CTestHost
 {
 public:
-    explicit CTestHost(std::string_view root) { fMove(root); }
-    ~CTestHost() { g_strHostRoot[0] = '\0'; }
+    explicit CTestHost(std::string_view root, bool scripts = false) : m_bScripts(scripts) { fMove(root); }
+    ~CTestHost();
     CTestHost& operator=(CTestHost&&) = delete;
     void fMove(std::string_view root) const; // to the fixture's next moment
+
+private:
+    bool m_bScripts;
 };
 
 // Sets a global for the life of the object.
@@ -76,9 +83,19 @@ private:
     COmniLog* m_pclLog;
 };
 
-void fgWriteFile(const std::string& path, std::string_view text); // makes the folders above it
-std::string fgReadFile(const std::string& path);                  // empty when it cannot be read
-std::string fgFixture(std::string_view name);                     // the text of a fixture's file
+// A test in front of a host of its own, the top of its tree, at first with nothing that collectors look for.
+class CHostTest : public testing::Test
+{
+protected:
+    const CTestTree m_clTree;
+    const CTestHost m_clHost{m_clTree.fTop(), true};
+    const CTestLog m_clLog;
+    char m_strKey[6] = "agent";
+    const CTestSetting<char*> m_clAgent{g_ptrAgentKey, m_strKey};
+};
+
+std::string fgReadFile(const std::string& path); // empty when it cannot be read
+std::string fgFixture(std::string_view name);    // the text of a fixture's file
 // Cases of a fixture's file, one a line, as their fields, between which stands " | ".
 std::vector<std::vector<std::string>> fgCases(std::string_view name);
 std::vector<std::string> fgSplit(std::string_view text, std::string_view separator);
@@ -96,6 +113,16 @@ ST_TEST_RUN fgRunCommand(const std::string& line);
 // more, for the current test alone, passes on how that went and returns false. options are those of unshare,
 // enter is a command of the shell that prepares what is inside; where it fails the test is skipped.
 bool fgIsApart(const std::string& options, const std::string& enter);
+
+// Numbers as a text, such as "1 0.25 3"; empty for null.
+template <class T> std::string fgNumbers(const T* numbers, size_t count)
+{
+    std::ostringstream text;
+    text.precision(12);
+    for (size_t i = 0; numbers != nullptr && i < count; i++)
+        text << (i > 0 ? " " : "") << numbers[i];
+    return text.str();
+}
 
 // A table with its separators shown by their last byte alone: "NAME~USED~|CPUS~30.00~".
 std::string fgReadable(std::string_view table);

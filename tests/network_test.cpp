@@ -28,10 +28,7 @@ template <class TNext> std::string fLine(TNext next)
     char link[9] = "xxxxxxxx";
     unsigned long long to[7];
     if (next(name, link, &to[0], &to[1], &to[2], &to[3], &to[4], &to[5], &to[6], nullptr) != 0) return "";
-    std::string text = std::string(name) + " " + link;
-    for (const unsigned long long counter : to)
-        text += " " + std::to_string(counter);
-    return text;
+    return std::string(name) + " " + link + " " + fgNumbers(to, 7);
 }
 } // namespace
 
