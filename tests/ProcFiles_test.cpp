@@ -115,7 +115,11 @@ TEST(ProcFiles, KeptFilesGiveTheSameRows)
         EXPECT_EQ(fPass(kept, population), expected) << when;
         EXPECT_EQ(expected.size(), population.l_nPids.size());
     };
+    const auto work = std::make_unique<proc_s>();
+    const auto process = std::make_unique<_ST_PROC>();
+    EXPECT_EQ(kept.fMReadProcTable(goes, work.get(), process.get(), 1, 1, 0), 1);
     compare("first");
+    EXPECT_TRUE(kept.m_ProcMap.contains(goes)) << "a sample of its own before the first pass stays";
     compare("nothing happened");
     for (const pid_t pid : {executes, changes, ends})
         kill(pid, SIGCONT);
@@ -161,9 +165,18 @@ TEST(ProcFiles, DescriptorsAreBounded)
     EXPECT_EQ(inherited(), inheritedBefore) << "close-on-exec";
 
     std::vector<CDescriptor> others;
-    while (others.empty() || others.back())
-        others.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const auto takeAll = [&] {
+        while (others.empty() || others.back())
+            others.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+        others.pop_back();
+    };
+    takeAll();
     EXPECT_EQ(fPass(collector, population).size(), 12U) << "no descriptor is free";
+    takeAll();
+    others.pop_back();
+    const size_t samples = collector.m_ProcMap.size();
+    EXPECT_EQ(fPass(collector, population).size(), 0U) << "one that /proc takes";
+    EXPECT_EQ(collector.m_ProcMap.size(), samples) << "who could not be read has not vanished";
     others.clear();
     EXPECT_EQ(fOpenFiles(), before) << "all given back";
 
