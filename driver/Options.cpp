@@ -157,8 +157,12 @@ std::string fDefaultHome()
 }
 
 // Makes the host root absolute, since the working folder may change after it.
-bool fApplyHostRoot(const std::string& root)
+bool fApplyHostRoot(const std::string& option)
 {
+    const char* source = option.empty() ? HOST_ROOT_VARIABLE : "--host-root";
+    const char* inherited = getenv(HOST_ROOT_VARIABLE);
+    const std::string root = option.empty() && inherited != nullptr ? inherited : option;
+    if (root.empty()) return true;
     struct stat status = {};
     char* path = realpath(root.c_str(), nullptr);
     const bool usable = path != nullptr && stat(path, &status) == 0 && S_ISDIR(status.st_mode) &&
@@ -167,7 +171,7 @@ bool fApplyHostRoot(const std::string& root)
     fgCopyText(g_strHostRoot, host);
     setenv(HOST_ROOT_VARIABLE, host.c_str(), 1);
     free(path);
-    return usable || fComplain("--host-root takes an existing folder with a path below %zu bytes, not '%s'",
+    return usable || fComplain("%s takes an existing folder with a path below %zu bytes, not '%s'", source,
                                sizeof(g_strHostRoot), root.c_str());
 }
 
@@ -217,10 +221,7 @@ bool fgApplyOptions(const ST_OPTIONS& options)
     if (!options.l_strPrint.empty() && !fgSelectPrints(options.l_strPrint.c_str()))
         return fComplain("--print takes names separated by commas out of %s, not '%s'",
                          fgPrintNames().c_str(), options.l_strPrint.c_str());
-    const char* inherited = getenv(HOST_ROOT_VARIABLE);
-    const std::string root =
-        !options.l_strHostRoot.empty() || inherited == nullptr ? options.l_strHostRoot : inherited;
-    if (!root.empty() && !fApplyHostRoot(root)) return false;
+    if (!fApplyHostRoot(options.l_strHostRoot)) return false;
     const std::string home = options.l_strHome.empty() ? fDefaultHome() : options.l_strHome;
     if (!home.empty() && chdir(home.c_str()) != 0)
         return fComplain("--home takes a folder to work in, not '%s': %s", home.c_str(), strerror(errno));

@@ -214,19 +214,18 @@ int CCmdScheduler::fCmdWriteFile(const std::string& file, const char* cmd)
     std::string draft = std::string(m_pstrCmdSchedulerHome) + ".shcmd_XXXXXX";
     const CDescriptor fd(mkostemp(draft.data(), O_CLOEXEC));
     const bool written = fd && fWriteText(fd.fGet(), cmd);
-    if (!written || rename(draft.c_str(), file.c_str()) != 0) {
-        const int error = errno;
-        unlink(draft.c_str());
-        if (fd && !written)
-            fLog(LOG_SCHEDULER, LOG_ERROR, __LINE__, "command save failed[%s] : %s", file.c_str(), cmd);
-        else
-            fLog(LOG_SCHEDULER, LOG_ERROR, __LINE__, "command save file(%s) open failed : %s", file.c_str(),
-                 strerror(error));
-        return -1;
+    if (written && rename(draft.c_str(), file.c_str()) == 0) {
+        fLog(LOG_SCHEDULER, LOG_NORMAL, __LINE__, "command save success[%s] : %s", file.c_str(), cmd);
+        fgStoreFlag(m_nCmdSaveFlag, 1);
+        return 0;
     }
-    fLog(LOG_SCHEDULER, LOG_NORMAL, __LINE__, "command save success[%s] : %s", file.c_str(), cmd);
-    fgStoreFlag(m_nCmdSaveFlag, 1);
-    return 0;
+    if (fd && !written)
+        fLog(LOG_SCHEDULER, LOG_ERROR, __LINE__, "command save failed[%s] : %s", file.c_str(), cmd);
+    else // also where the key is too long for a file's name
+        fLog(LOG_SCHEDULER, LOG_ERROR, __LINE__, "command save file(%s) open failed : %s", file.c_str(),
+             strerror(errno));
+    if (fd) unlink(draft.c_str());
+    return -1;
 }
 
 int CCmdScheduler::fCmdPush(const char* key, const char* cmd)
