@@ -45,7 +45,7 @@ install(CODE "
     file(MAKE_DIRECTORY \"\${data}/aproc/shell\" \"\${data}/aproc/inv\" \"\${data}/buffer\")")
 
 install(FILES man/hostmetrics.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES README.md CHANGELOG.md cmake/debian/copyright DESTINATION ${HOSTMETRICS_INSTALL_DOCS})
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md cmake/debian/copyright DESTINATION ${HOSTMETRICS_INSTALL_DOCS})
 install(DIRECTORY docs examples DESTINATION ${HOSTMETRICS_INSTALL_DOCS} USE_SOURCE_PERMISSIONS)
 
 if(NOT PROJECT_IS_TOP_LEVEL)

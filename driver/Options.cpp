@@ -21,7 +21,8 @@ namespace
 constexpr char HOST_ROOT_VARIABLE[] = "HOSTMETRICS_HOST_ROOT"; // read by the scripts of the runtime tree
 constexpr char USAGE[] =
     "Usage: hostmetrics [OPTION...] [INTERVAL [X [COUNT]]]\n"
-    "Samples this host in two passes, INTERVAL seconds apart (default 1); with COUNT 1 in one pass.\n"
+    "Samples this host in two passes, INTERVAL seconds apart (default 1); with COUNT 1 in one pass,\n"
+    "which shows no processes: their lines begin with the second.\n"
     "X is ignored. Figures go to standard output, those of nwt and pass markers to standard error.\n"
     "\n"
     "  --home DIR           work in DIR, the folder agent/bin of a runtime tree (default: the current "

@@ -6,6 +6,13 @@ jobs=$(nproc 2>/dev/null || echo 1)
 
 say() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; }
 
+# Shows the comment at the head of the script, and ends it.
+usage()
+{
+    sed -n '2,/^set /s/^# //p' "$0" >&2
+    exit 2
+}
+
 # Runs a command whose output matters only when it failed, and then goes to standard error.
 quietly() # COMMAND [ARGUMENT...]
 {
