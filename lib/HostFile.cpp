@@ -12,7 +12,8 @@
 namespace
 {
 constexpr size_t TEXT_START_SIZE = 0x10000; // bytes; doubled when a file fills it
-constexpr int MARK = O_APPEND; // means nothing to a reader, so nobody else opens a file of procfs with it
+// Of a file that is kept. It means nothing to a reader, so no other file of procfs has it.
+constexpr int MARK = O_APPEND;
 } // namespace
 
 CHostPath::CHostPath(const char* path) : m_pstrPath(path)
@@ -65,12 +66,12 @@ bool CHostFile::fOpen()
 {
     if (m_bKept && g_strHostRoot[0] == '\0' && fIsOurs()) return true;
     fForget();
-    m_nFd = open(CHostPath(m_pstrPath).fGet(), O_RDONLY | O_CLOEXEC | MARK);
+    m_nFd = open(CHostPath(m_pstrPath).fGet(), O_RDONLY | O_CLOEXEC);
     struct statfs system = {};
     struct stat file = {};
     if (m_nFd < 0 || g_strHostRoot[0] != '\0' || fstatfs(m_nFd, &system) != 0 ||
-        system.f_type != PROC_SUPER_MAGIC || fstat(m_nFd, &file) != 0)
-        return m_nFd >= 0;
+        system.f_type != PROC_SUPER_MAGIC || fstat(m_nFd, &file) != 0 || fcntl(m_nFd, F_SETFL, MARK) != 0)
+        return m_nFd >= 0; // not kept
     m_bKept = true;
     m_ulDevice = file.st_dev;
     m_ulInode = file.st_ino;
